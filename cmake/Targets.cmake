@@ -1,0 +1,21 @@
+# What every target of the project has in common.
+
+add_library(tovalink_options INTERFACE)
+target_include_directories(tovalink_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(tovalink_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow)
+if(TOVALINK_WERROR)
+    target_compile_options(tovalink_options INTERFACE -Werror)
+endif()
+if(TOVALINK_SANITIZE)
+    set(sanitizers -fsanitize=address,undefined -fno-sanitize-recover=undefined
+                   -fno-omit-frame-pointer)
+    target_compile_options(tovalink_options INTERFACE ${sanitizers})
+    target_link_options(tovalink_options INTERFACE ${sanitizers})
+endif()
+
+# One library a folder: tovalink_folder(<name> SOURCES ... USES <libraries>).
+function(tovalink_folder name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;USES" ${ARGN})
+    add_library(${name} STATIC ${ARG_SOURCES})
+    target_link_libraries(${name} PUBLIC tovalink_options ${ARG_USES})
+endfunction()

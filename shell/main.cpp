@@ -1,0 +1,20 @@
+#include "shell/mainwindow.h"
+#include "shell/startup.h"
+#include "shell/version.h"
+
+#include <QApplication>
+#include <QIcon>
+
+int main(int argc, char* argv[])
+{
+    useUnicodeFileNames();
+    QGuiApplication::setDesktopFileName(QStringLiteral("tovalink"));
+    const QApplication application(argc, argv);
+    QApplication::setStyle(createStyle());
+    // The only window of its own: closing it ends the event loop.
+    TOVAMainWindow window;
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/images/tovalink.png")));
+    window.setWindowTitle(QString::fromLatin1(ver));
+    window.show();
+    return QApplication::exec();
+}

@@ -1,0 +1,112 @@
+#include "shell/mainwindow.h"
+
+#include "board/branlib.h"
+#include "burn/branneltab.h"
+#include "config/configuration.h"
+#include "record/streamingtab.h"
+#include "widgets/boxes.h"
+#include "widgets/spacer.h"
+
+#include <QAction>
+#include <QCloseEvent>
+#include <QMenu>
+#include <QMenuBar>
+#include <QPushButton>
+#include <QTabWidget>
+
+namespace
+{
+
+constexpr int resetButtonWidth = 100;
+
+} // namespace
+
+TOVAMainWindow::TOVAMainWindow()
+{
+    // Before the pages, which show the recent files.
+    TOVAConfiguration::readConfig();
+    auto* box = new Q3VBox(this);
+    setCentralWidget(box);
+    createPages(box);
+    createBottomBar(box);
+    connectPages();
+    createOptionsMenu();
+}
+
+void TOVAMainWindow::createPages(QWidget* box)
+{
+    auto* tabs = new QTabWidget(box);
+    m_brannelTab = new TOVABrannelTab(tabs);
+    tabs->addTab(m_brannelTab, QStringLiteral("Burn Flash"));
+    m_streamingTab = new TOVAStreamingTab(tabs);
+    tabs->addTab(m_streamingTab, QStringLiteral("Record"));
+}
+
+void TOVAMainWindow::createBottomBar(QWidget* box)
+{
+    auto* bar = new Q3HBox(box);
+    tighten(*bar);
+    createSpacer(bar, QSizePolicy::Minimum);
+    m_resetButton = new QPushButton(QStringLiteral("Reset"), bar);
+    m_resetButton->setFixedWidth(resetButtonWidth);
+    connect(m_resetButton, &QPushButton::clicked, this, &TOVAMainWindow::reset);
+}
+
+void TOVAMainWindow::connectPages()
+{
+    connect(m_brannelTab, &TOVABrannelTab::greyParentGUI, this, &TOVAMainWindow::branGreyGUI);
+    connect(m_brannelTab, &TOVABrannelTab::ungreyParentGUI, this, &TOVAMainWindow::branUngreyGUI);
+    connect(m_streamingTab, &TOVAStreamingTab::greyParentGUI, this, &TOVAMainWindow::streamGreyGUI);
+    connect(m_streamingTab, &TOVAStreamingTab::ungreyParentGUI, this,
+            &TOVAMainWindow::streamUngreyGUI);
+}
+
+void TOVAMainWindow::createOptionsMenu()
+{
+    auto* options = new QMenu(QStringLiteral("Options"), this);
+    menuBar()->addMenu(options);
+    QAction* protect = options->addAction(QStringLiteral("Protect Start/Stop double click"));
+    protect->setCheckable(true);
+    protect->setChecked(true);
+    connect(options, &QMenu::triggered, this, &TOVAMainWindow::protectClickAction);
+}
+
+void TOVAMainWindow::reset()
+{
+    BRAN_ResetTarget();
+}
+
+void TOVAMainWindow::branGreyGUI()
+{
+    m_resetButton->setEnabled(false);
+    m_streamingTab->setEnabled(false);
+}
+
+void TOVAMainWindow::branUngreyGUI()
+{
+    m_resetButton->setEnabled(true);
+    m_streamingTab->setEnabled(true);
+}
+
+void TOVAMainWindow::streamGreyGUI()
+{
+    m_resetButton->setEnabled(false);
+    m_brannelTab->setEnabled(false);
+}
+
+void TOVAMainWindow::streamUngreyGUI()
+{
+    m_resetButton->setEnabled(true);
+    m_brannelTab->setEnabled(true);
+}
+
+void TOVAMainWindow::protectClickAction(QAction* a)
+{
+    TOVAConfiguration::m_isDoubleClickedProtected = a->isChecked();
+}
+
+void TOVAMainWindow::closeEvent(QCloseEvent* e)
+{
+    m_streamingTab->brutalStop();
+    e->accept();
+}

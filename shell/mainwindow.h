@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QMainWindow>
+
+class QAction;
+class QPushButton;
+class TOVABrannelTab;
+class TOVAStreamingTab;
+
+/// The program's one window: the two working pages, the target's Reset button and the Options menu.
+/// While one page works, the other page and the Reset button are disabled.
+class TOVAMainWindow : public QMainWindow
+{
+    Q_OBJECT
+
+public:
+    TOVAMainWindow();
+
+protected slots:
+    void reset();
+    void branGreyGUI();
+    void branUngreyGUI();
+    void streamGreyGUI();
+    void streamUngreyGUI();
+    void protectClickAction(QAction* a);
+
+protected:
+    /// Ends a running recording; closing is never refused.
+    void closeEvent(QCloseEvent* e) override;
+
+private:
+    void createPages(QWidget* box);
+    void createBottomBar(QWidget* box);
+    void connectPages();
+    void createOptionsMenu();
+
+    QPushButton* m_resetButton = nullptr;
+    TOVABrannelTab* m_brannelTab = nullptr;
+    TOVAStreamingTab* m_streamingTab = nullptr;
+};

@@ -1,0 +1,11 @@
+#pragma once
+
+class QStyle;
+
+/// Makes file names with any letter work where the environment asks for no language at all, as a
+/// bare container or a cron job does. To be called before the application object exists.
+void useUnicodeFileNames();
+
+/// The style the window is drawn in: Plastique, or Fusion where its plugin is not installed. The
+/// caller, or the application it is handed to, owns it.
+QStyle* createStyle();

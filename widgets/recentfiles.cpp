@@ -1,0 +1,46 @@
+#include "widgets/recentfiles.h"
+
+#include <QComboBox>
+#include <QCompleter>
+#include <QFileInfo>
+#include <QStringList>
+
+QComboBox* createRecentFilesCombo(QWidget* parent)
+{
+    auto* combo = new QComboBox(parent);
+    combo->setObjectName(QStringLiteral("editable combobox"));
+    combo->setEditable(true);
+    // A long path in the list must not make the window wider than the screen.
+    combo->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    combo->setMinimumContentsLength(40);
+    combo->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    // The default completion is inline and ignores case, so that typing the name of a new file
+    // could silently pick an old one.
+    combo->completer()->setCompletionMode(QCompleter::PopupCompletion);
+    combo->completer()->setCaseSensitivity(Qt::CaseSensitive);
+    return combo;
+}
+
+void refillRecentFiles(QComboBox& combo, const QStringList& files)
+{
+    const QString text = combo.currentText();
+    combo.clear();
+    combo.addItems(files);
+    // The first item added has become current; without this it would replace what the user typed.
+    combo.setCurrentIndex(-1);
+    showFile(combo, text);
+}
+
+void showFile(QComboBox& combo, const QString& file)
+{
+    const int entry = combo.findText(file, Qt::MatchExactly | Qt::MatchCaseSensitive);
+    if (entry >= 0) {
+        combo.setCurrentIndex(entry);
+    }
+    combo.setEditText(file);
+}
+
+QString withSuffix(const QString& file, const QString& suffix)
+{
+    return QFileInfo(file).suffix() == suffix ? file : file + QLatin1Char('.') + suffix;
+}

@@ -1,0 +1,20 @@
+#pragma once
+
+class QComboBox;
+class QString;
+class QStringList;
+class QWidget;
+
+/// Creates an editable combo box for a path, owned by `parent`: its edit text is the path in use,
+/// its list the recent files. It completes from the list in a popup and never changes what is
+/// typed.
+QComboBox* createRecentFilesCombo(QWidget* parent);
+
+/// Replaces the list and keeps the edit text.
+void refillRecentFiles(QComboBox& combo, const QStringList& files);
+
+/// Makes `file` the edit text, and the current entry where the list holds exactly it.
+void showFile(QComboBox& combo, const QString& file);
+
+/// `file`, with "." and `suffix` appended unless that is its suffix already (case-sensitive).
+QString withSuffix(const QString& file, const QString& suffix);

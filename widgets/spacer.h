@@ -1,0 +1,12 @@
+#pragma once
+
+#include <QWidget>
+
+/// Creates an empty widget that takes all free width and, with `vertical` Expanding, all free
+/// height of the box `parent`, which owns it.
+inline QWidget* createSpacer(QWidget* parent, QSizePolicy::Policy vertical)
+{
+    auto* spacer = new QWidget(parent);
+    spacer->setSizePolicy(QSizePolicy::Expanding, vertical);
+    return spacer;
+}
