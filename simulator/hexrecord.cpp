@@ -69,6 +69,9 @@ HexRecord decodeHexLine(std::string_view line)
     if (line.front() != ':') {
         throw std::runtime_error("a record begins with ':', not with " + shown(line.front()));
     }
+    if (line.size() > longestHexLine) {
+        throw std::runtime_error("is longer than any record");
+    }
     Bytes bytes = decodeDigits(line.substr(1));
     const std::uint8_t checksum = bytes.back();
     bytes.pop_back();

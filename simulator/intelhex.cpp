@@ -43,7 +43,8 @@ private:
     void extendTo(std::uint64_t first, std::uint64_t end);
 
     std::istream& m_input;
-    std::array<char, longestHexLine + 2> m_buffer = {};
+    // Takes a carriage return, one character too many, and the NUL.
+    std::array<char, longestHexLine + 3> m_buffer = {};
     std::string_view m_text;
     std::uint32_t m_line = 0;
     std::uint32_t m_endLine = 0;
@@ -106,10 +107,8 @@ bool Reader::nextLine()
     if (m_input.eof() && m_input.gcount() == 0) {
         return false;
     }
-    if (m_input.fail()) {
-        throw std::runtime_error("is longer than any record");
-    }
-    const auto lineFeed = m_input.eof() ? 0 : 1;
+    // A line that fills the buffer is too long, which decoding tells; the rest of it is never read.
+    const auto lineFeed = m_input.good() ? 1 : 0;
     m_text = {m_buffer.data(), static_cast<std::size_t>(m_input.gcount() - lineFeed)};
     if (!m_text.empty() && m_text.back() == '\r') {
         m_text.remove_suffix(1);

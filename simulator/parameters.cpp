@@ -89,21 +89,21 @@ Fault fault(std::string_view value)
     if (found == operationNames.end()) {
         throw std::runtime_error("there is no such operation");
     }
-    Fault fault = {found->operation, 0, "the simulated board was told to fail: "};
-    fault.text += name;
+    Fault result = {found->operation, 0, "the simulated board was told to fail: "};
+    result.text += name;
     if (at != std::string_view::npos) {
-        fault.occurrence = word(target.substr(at + 1));
-        if (fault.occurrence == 0) {
+        result.occurrence = word(target.substr(at + 1));
+        if (result.occurrence == 0) {
             throw std::runtime_error("occurrences count from 1");
         }
     }
     if (colon != std::string_view::npos) {
-        fault.text = value.substr(colon + 1);
-        if (fault.text.empty()) {
+        result.text = value.substr(colon + 1);
+        if (result.text.empty()) {
             throw std::runtime_error("the text is empty");
         }
     }
-    return fault;
+    return result;
 }
 
 struct Key {

@@ -1,6 +1,7 @@
 #include "burn/branneltab.h"
 #include "burn/burnprogress.h"
 #include "config/configuration.h"
+#include "tests/support/find.h"
 #include "tests/support/folder.h"
 #include "tests/support/modal.h"
 #include "tests/support/scriptedboard.h"
@@ -32,10 +33,10 @@ struct Page {
     TOVABrannelTab* tab = new TOVABrannelTab(&window);
     QComboBox* lod = tab->findChildren<QComboBox*>().at(0);
     QComboBox* cfp = tab->findChildren<QComboBox*>().at(1);
-    QPushButton* burn = button("&Burn!");
-    QPushButton* version = button("Get Brannel board version");
-    QCheckBox* verify = checkBox("Verify");
-    QCheckBox* fullImage = checkBox("Burn full image");
+    QPushButton* burn = withText<QPushButton>(*tab, "&Burn!");
+    QPushButton* version = withText<QPushButton>(*tab, "Get Brannel board version");
+    QCheckBox* verify = withText<QCheckBox>(*tab, "Verify");
+    QCheckBox* fullImage = withText<QCheckBox>(*tab, "Burn full image");
     QProgressBar* bar = tab->findChild<QProgressBar*>();
     QLabel* status = s_label;
 
@@ -52,30 +53,7 @@ struct Page {
     Page(const Page&) = delete;
     Page& operator=(const Page&) = delete;
 
-    QPushButton* button(const QString& text) const
-    {
-        return withText(tab->findChildren<QPushButton*>(), text);
-    }
-    QCheckBox* checkBox(const QString& text) const
-    {
-        return withText(tab->findChildren<QCheckBox*>(), text);
-    }
-    template <class Button>
-    static Button* withText(const QList<Button*>& buttons, const QString& text)
-    {
-        const auto found = std::find_if(buttons.begin(), buttons.end(),
-                                        [&](Button* each) { return each->text() == text; });
-        return found != buttons.end() ? *found : nullptr;
-    }
-
-    QLabel* label(const QString& start) const
-    {
-        const auto labels = tab->findChildren<QLabel*>();
-        const auto found = std::find_if(labels.begin(), labels.end(), [&](QLabel* each) {
-            return each->text().startsWith(start);
-        });
-        return found != labels.end() ? *found : nullptr;
-    }
+    QLabel* label(const QString& text) const { return withText<QLabel>(*tab, text); }
 
     /// The status, the bar's value and how many of the five controls can be used.
     QString state() const
@@ -364,9 +342,8 @@ void tst_burntab::showsTheVersion()
     m_board.version = 0x1A2B;
     const Page page;
     QTest::mouseClick(page.version, Qt::LeftButton);
-    QLabel* label = page.label("0x");
+    QLabel* label = page.label("0x    1a2b");
     QVERIFY(label != nullptr);
-    QCOMPARE(label->text(), QString("0x    1a2b"));
     m_board.versionResult = damaged;
     QTest::mouseClick(page.version, Qt::LeftButton);
     QCOMPARE(label->text(), QString("Error while getting the version : it is <b>damaged"));
@@ -433,7 +410,7 @@ void tst_burntab::choosesAFile()
         dialog.findChild<QLineEdit*>("fileNameEdit")->setText(folder + file);
         QTest::keyClick(&dialog, Qt::Key_Return);
     });
-    QTest::mouseClick(page.button("..."), Qt::LeftButton);
+    QTest::mouseClick(withText<QPushButton>(*page.tab, "..."), Qt::LeftButton);
     QCOMPARE(opened, m_folder->path());
     QCOMPARE(page.lod->currentText(), shown.isEmpty() ? QString() : folder + shown);
     QCOMPARE(page.lod->currentIndex(), entry);

@@ -2,6 +2,7 @@
 #include "config/configuration.h"
 #include "record/streamingtab.h"
 #include "shell/mainwindow.h"
+#include "tests/support/find.h"
 #include "tests/support/folder.h"
 #include "tests/support/modal.h"
 #include "tests/support/scriptedboard.h"
@@ -33,21 +34,6 @@ private:
     std::optional<WorkingFolder> m_folder;
 };
 
-namespace
-{
-
-QPushButton* button(const QWidget& parent, const QString& text)
-{
-    for (QPushButton* each : parent.findChildren<QPushButton*>()) {
-        if (each->text() == text) {
-            return each;
-        }
-    }
-    return nullptr;
-}
-
-} // namespace
-
 void tst_mainwindow::init()
 {
     m_folder.emplace();
@@ -64,7 +50,7 @@ void tst_mainwindow::workingPageGreysTheRest()
     QCOMPARE(tabs->tabText(tabs->indexOf(record)), QString("Record"));
     QCOMPARE(tabs->currentWidget(), burn);
     const auto enabled = [&] {
-        return QList<bool>{button(window, "Reset")->isEnabled(), burn->isEnabled(),
+        return QList<bool>{withText<QPushButton>(window, "Reset")->isEnabled(), burn->isEnabled(),
                            record->isEnabled(), window.findChild<QMenu*>()->isEnabled()};
     };
     // Nothing counts: one end undoes two beginnings.
@@ -83,7 +69,7 @@ void tst_mainwindow::resetCallsTheBoard()
 {
     TOVAMainWindow window;
     window.show();
-    QTest::mouseClick(button(window, "Reset"), Qt::LeftButton);
+    QTest::mouseClick(withText<QPushButton>(window, "Reset"), Qt::LeftButton);
     QCOMPARE(m_board.journal, QStringList{"reset"});
 }
 
@@ -110,7 +96,7 @@ void tst_mainwindow::burnOutlivesTheWindow()
     QFETCH(bool, fails);
     std::optional<TOVAMainWindow> window(std::in_place);
     window->show();
-    window->findChild<QComboBox*>()->setEditText("a.lod");
+    window->findChild<TOVABrannelTab*>()->findChild<QComboBox*>()->setEditText("a.lod");
     int reports = 0;
     m_board.downloadResult = fails ? BRAN_ERR_T(5) : BRAN_SUCCESS;
     m_board.onDownload = [&](auto burn, auto) {
@@ -128,7 +114,7 @@ void tst_mainwindow::burnOutlivesTheWindow()
             QTimer::singleShot(20, &box, &QMessageBox::accept);
         });
     }
-    QTimer::singleShot(0, button(*window, "&Burn!"), &QPushButton::click);
+    QTimer::singleShot(0, withText<QPushButton>(*window, "&Burn!"), &QPushButton::click);
     QCOMPARE(QApplication::exec(), 0);
     QCOMPARE(reports, 20);
     QCOMPARE(seen, fails);

@@ -4,9 +4,10 @@
 
 /// Creates an empty widget that takes all free width and, with `vertical` Expanding, all free
 /// height of the box `parent`, which owns it.
-inline QWidget* createSpacer(QWidget* parent, QSizePolicy::Policy vertical)
+template <class Spacer = QWidget>
+Spacer* createSpacer(QWidget* parent, QSizePolicy::Policy vertical)
 {
-    auto* spacer = new QWidget(parent);
+    auto* spacer = new Spacer(parent);
     spacer->setSizePolicy(QSizePolicy::Expanding, vertical);
     return spacer;
 }

@@ -1,5 +1,7 @@
 #include "tests/support/scriptedboard.h"
 
+#include <algorithm>
+
 namespace
 {
 
@@ -85,6 +87,48 @@ void BRAN_DeleteFlashImage(BRAN_FLASH_IMAGE_T*& image)
     ScriptedBoard::instance().note(QStringLiteral("delete"));
     delete image;
     image = nullptr;
+}
+
+qint64 ScriptedBoard::milliseconds()
+{
+    return instance().now;
+}
+
+BRAN_ERR_T BRAN_StartRecording(const BRAN_RECORD_CONFIG_T& config,
+                               BRAN_RECORD_CONTEXT_T& /*context*/)
+{
+    auto& board = ScriptedBoard::instance();
+    board.note(QStringLiteral("start"));
+    board.config = config;
+    return board.startResult;
+}
+
+BRAN_ERR_T BRAN_GetRecordData(BRAN_RECORD_CONTEXT_T& /*context*/, char* buffer, unsigned int size,
+                              unsigned int& bytesRead)
+{
+    auto& board = ScriptedBoard::instance();
+    bytesRead = 0;
+    if (board.reads.isEmpty()) {
+        return BRAN_RECORDING_FINISHED;
+    }
+    const ScriptedBoard::Read read = board.reads.takeFirst();
+    Q_ASSERT(read.bytes.size() <= int(size));
+    std::copy(read.bytes.begin(), read.bytes.end(), buffer);
+    bytesRead = unsigned(read.bytes.size());
+    board.now += read.lasts;
+    if (read.meanwhile) {
+        read.meanwhile();
+    }
+    return read.result;
+}
+
+void BRAN_StopRecordingRequest(BRAN_RECORD_CONTEXT_T& /*context*/)
+{
+    auto& board = ScriptedBoard::instance();
+    board.note(QStringLiteral("stop"));
+    if (board.onStop) {
+        board.onStop();
+    }
 }
 
 const char* BRAN_GetErrorString(BRAN_ERR_T error)

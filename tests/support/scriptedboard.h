@@ -4,6 +4,7 @@
 
 #include <QByteArray>
 #include <QHash>
+#include <QList>
 #include <QStringList>
 
 #include <functional>
@@ -36,6 +37,26 @@ public:
     std::function<void(Progress burn, Progress verify)> onDownload;
     BRAN_ERR_T downloadResult = BRAN_SUCCESS;
     QByteArray downloaded;
+
+    /// One answer to a read of the trace.
+    struct Read {
+        QByteArray bytes = {};
+        BRAN_ERR_T result = BRAN_SUCCESS;
+        /// Milliseconds that pass on the scripted clock.
+        qint64 lasts = 0;
+        /// What happens meanwhile, before the read returns.
+        std::function<void()> meanwhile = {};
+    };
+
+    /// The answers in their order; a recording is finished when there is none left.
+    QList<Read> reads;
+    BRAN_ERR_T startResult = BRAN_SUCCESS;
+    BRAN_RECORD_CONFIG_T config = {};
+    std::function<void()> onStop;
+
+    /// A clock that only the scripted reads advance.
+    static qint64 milliseconds();
+    qint64 now = 0;
 
     QHash<BRAN_ERR_T, QByteArray> texts;
 };
