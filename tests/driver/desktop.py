@@ -1,0 +1,219 @@
+"""The virtual desktop on which driver.py starts the program, and the tools to use it."""
+import ctypes
+import os
+import shutil
+import signal
+import subprocess
+import tempfile
+import time
+
+from gi.repository import Gio, GLib
+
+CALL_TIMEOUT_MS = 20000  # a program may be deaf for seconds while it waits for the board
+TOOL_ENV = dict(os.environ, LC_ALL="C.UTF-8")  # xdotool decodes its arguments by the locale
+BUS_CONFIG = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig><type>session</type><listen>unix:dir={dir}</listen><auth>EXTERNAL</auth>
+<policy context="default"><allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/>
+<allow own="*"/></policy></busconfig>"""
+
+
+class DriverError(AssertionError):
+    """What the script waited for or looked for did not come; the text says what was there."""
+
+
+def wait_for(predicate, seconds, what, seen=None):
+    """Returns the first true result of predicate(); a GLib error means: ask again."""
+    deadline, trouble = time.monotonic() + seconds, None
+    while True:
+        try:
+            result, trouble = predicate(), None
+            if result:
+                return result
+        except GLib.Error as error:
+            trouble = error.message
+        if time.monotonic() > deadline:
+            raise DriverError(f"waited {seconds} s for {what}; saw instead: "
+                              f"{trouble or (seen() if seen else repr(result))}")
+        time.sleep(0.05)
+
+
+class Desktop:
+    """A virtual screen with a window manager and a private bus that carries accessibility.
+
+    The window manager is there because without one nobody gives the keyboard back to the window
+    from which a dialog was opened: keys then go to whatever the mouse happens to lie on.
+    """
+
+    def __init__(self, size="1280x1024x24"):
+        self.size, self.processes, self.display, self.bus = size, [], None, None
+
+    def __enter__(self):
+        self.dir = tempfile.mkdtemp(prefix="desktop-")  # mode 0700, serves as XDG_RUNTIME_DIR
+        try:
+            self._start_all()
+        except BaseException:
+            self.__exit__()
+            raise
+        return self
+
+    def _start_all(self):
+        callers = ("AT_SPI_", "DBUS_", "QT_QPA_", "WAYLAND_", "XAUTH", "XDG_")
+        self.env = {k: v for k, v in os.environ.items() if not k.startswith(callers)}
+        self.env.update(XDG_RUNTIME_DIR=self.dir, QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1",
+                        QT_QPA_PLATFORM="xcb", LC_ALL="C.UTF-8")
+        # -noreset: otherwise the screen forgets its properties when its last window closes.
+        number = self._start_announcing(["Xvfb", "-displayfd", "{fd}", "-noreset", "-nolisten",
+                                         "tcp", "-screen", "0", self.size])
+        self.env["DISPLAY"] = self.display = f":{number}"
+        config = os.path.join(self.dir, "bus.conf")
+        with open(config, "w") as file:
+            file.write(BUS_CONFIG.format(dir=self.dir))
+        address = self._start_announcing(["dbus-daemon", f"--config-file={config}", "--nofork",
+                                          "--nopidfile", "--print-address={fd}"])
+        self.env["DBUS_SESSION_BUS_ADDRESS"] = self.env["AT_SPI_BUS_ADDRESS"] = address
+        self.bus = Gio.DBusConnection.new_for_address_sync(
+            address, Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT
+            | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION, None, None)
+        self._start([shutil.which("at-spi2-registryd", path="/usr/libexec:/usr/lib/at-spi2-core")
+                     or "at-spi2-registryd"])
+        # Qt 5.15 asks the bus launcher for the address too late when accessibility is forced on,
+        # and then stays silent for good. The address on the root window it reads at once.
+        self.x = XClient(self.display)
+        self.x.set_root_text("AT_SPI_BUS", address)
+        self._start(["openbox", "--sm-disable", "--config-file", "/etc/xdg/openbox/rc.xml"])
+        wait_for(lambda: self.x.root_has("_NET_SUPPORTING_WM_CHECK"), 20, "the window manager")
+        wait_for(lambda: "org.a11y.atspi.Registry" in self.ask_bus("ListNames"), 20, "the registry")
+
+    def _start(self, command, **options):
+        process = subprocess.Popen(command, env=self.env, stdin=subprocess.DEVNULL,
+                                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                                   preexec_fn=die_with_parent, **options)
+        self.processes.append(process)
+        return process
+
+    def _start_announcing(self, command):
+        """Starts a server that writes its address to the file descriptor {fd} when it is ready."""
+        reader, writer = os.pipe()
+        process = self._start([part.format(fd=writer) for part in command], pass_fds=[writer])
+        os.close(writer)
+        with os.fdopen(reader) as pipe:
+            line = pipe.readline().strip()
+        if not line:
+            raise DriverError(f"{command[0]} did not start (exit code {process.wait()})")
+        return line
+
+    def __exit__(self, *_):
+        if self.bus:
+            self.bus.close_sync(None)
+        for process in reversed(self.processes):
+            stop(process)
+        shutil.rmtree(self.dir, ignore_errors=True)
+
+    def tool(self, *command):
+        """Runs xdotool or the like on this screen and returns its output."""
+        done = subprocess.run(command, env=dict(TOOL_ENV, DISPLAY=self.display), text=True,
+                              capture_output=True, timeout=30)
+        if done.returncode and command[:2] != ("xdotool", "search"):  # search: 1 is "nothing"
+            raise DriverError(f"{' '.join(command)}: {done.stderr.strip()}")
+        return done.stdout
+
+    def calls(self, calls):
+        """Puts all calls (destination, path, interface, method, arguments) on the bus at once and
+        returns the answers in order; a call that failed is answered by its GLib.Error."""
+        answers, open_calls = [None] * len(calls), len(calls)
+
+        def finished(bus, result, index):
+            nonlocal open_calls
+            open_calls -= 1
+            try:
+                value = bus.call_finish(result).unpack()
+                answers[index] = value[0] if len(value) == 1 else value
+            except GLib.Error as error:
+                answers[index] = error
+
+        for index, (destination, path, interface, method, arguments) in enumerate(calls):
+            self.bus.call(destination, path, interface, method, arguments, None,
+                          Gio.DBusCallFlags.NO_AUTO_START, CALL_TIMEOUT_MS, None, finished, index)
+        while open_calls:
+            GLib.MainContext.default().iteration(True)
+        return answers
+
+    def call(self, *one):
+        answer = self.calls([one])[0]
+        if isinstance(answer, GLib.Error):
+            raise answer
+        return answer
+
+    def ask_bus(self, method, *names):
+        return self.call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                         method, GLib.Variant(f"({'s' * len(names)})", names))
+
+    def screenshot(self, path, *what):
+        self.tool("import", "-silent", *what, os.fspath(path))
+
+
+def die_with_parent():
+    """Between fork and exec: should this script be killed, its children must not stay behind.
+    Linux means the thread that started them, so start desktops and programs in the main one."""
+    ctypes.CDLL(None).prctl(1, signal.SIGKILL)  # 1 is PR_SET_PDEATHSIG
+
+
+def stop(process, patience=5):
+    if process.poll() is None:
+        process.terminate()
+    try:
+        process.wait(patience)
+    except subprocess.TimeoutExpired:
+        process.kill()
+        process.wait()
+
+
+class ClientMessage(ctypes.Structure):
+    _fields_ = [("type", ctypes.c_int), ("serial", ctypes.c_ulong), ("send_event", ctypes.c_int),
+                ("display", ctypes.c_void_p), ("window", ctypes.c_ulong),
+                ("message_type", ctypes.c_ulong), ("format", ctypes.c_int),
+                ("data", ctypes.c_long * 5), ("union_padding", ctypes.c_long * 12)]
+
+
+class XClient:
+    """The few things xdotool cannot do: properties of the root window, and a polite close
+    (its "windowclose" destroys the window under the program's feet)."""
+
+    def __init__(self, display):
+        self.name, self.lib = display.encode(), ctypes.CDLL("libX11.so.6")
+        self.lib.XOpenDisplay.restype = ctypes.c_void_p
+        self.lib.XInternAtom.restype = self.lib.XDefaultRootWindow.restype = ctypes.c_ulong
+
+    def _with_display(self, work):
+        display = ctypes.c_void_p(self.lib.XOpenDisplay(self.name))
+        if not display:
+            raise DriverError(f"no X display {self.name.decode()}")
+        try:
+            return work(display, lambda atom: ctypes.c_ulong(
+                self.lib.XInternAtom(display, atom.encode(), 0)),
+                ctypes.c_ulong(self.lib.XDefaultRootWindow(display)))
+        finally:
+            self.lib.XCloseDisplay(display)
+
+    def set_root_text(self, name, text):
+        self._with_display(lambda display, atom, root: self.lib.XChangeProperty(
+            display, root, atom(name), atom("STRING"), 8, 0, text.encode(), len(text)))
+
+    def root_has(self, name):
+        count = ctypes.c_int()
+
+        def work(display, atom, root):
+            self.lib.XListProperties.restype = ctypes.POINTER(ctypes.c_ulong)
+            atoms = self.lib.XListProperties(display, root, ctypes.byref(count))
+            return atom(name).value in atoms[:count.value] if atoms else False
+        return self._with_display(work)
+
+    def delete_window(self, window):
+        def work(display, atom, _):
+            event = ClientMessage(type=33, window=window, format=32,
+                                  message_type=atom("WM_PROTOCOLS").value)
+            event.data[0] = atom("WM_DELETE_WINDOW").value
+            self.lib.XSendEvent(display, ctypes.c_ulong(window), 0, ctypes.c_long(0),
+                                ctypes.byref(event))
+        self._with_display(work)

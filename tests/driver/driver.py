@@ -1,0 +1,375 @@
+"""Uses the real program the way a person does: looks at its windows, clicks, types, waits.
+
+    with Desktop() as desktop, Program(desktop, ["build/bin/tovalink"], cwd="work") as program:
+        program.enter(program.find("combo box", inside="Choose main lod file"), "firmware.lod")
+        program.click(program.find("push button", "Burn!"))
+        status = program.find("label", inside="Burn image")
+        program.wait_for(lambda: program.text_of(status) == "Done.", 120, "the status Done.")
+        program.close_window()
+        assert program.exit_code() == 0
+
+Controls are found through accessibility, mouse and keyboard are real X events. The roles are Qt's:
+"push button", "check box", "radio button", "combo box", "text" (a line edit), "label",
+"progress bar", "page tab", "panel" (a group box; "check box" if it can be checked), "dialog" and
+"alert message" (a message box).
+
+The bus is spoken to through Gio and not through the Atspi library: Atspi asks one question at a
+time, so that a program that answers only every 200 ms while it burns needs more than a quarter of
+a minute to describe its window. Here all questions about one level of the window go out together,
+and a second is enough. Nothing is cached, so nothing goes stale, and one script may open several
+desktops one after the other.
+
+Debian packages: at-spi2-core dbus-daemon imagemagick openbox python3-gi xdotool xvfb. Run the
+scripts with /usr/bin/python3, the one that python3-gi belongs to.
+"""
+import os
+import re
+import signal
+import subprocess
+import time
+
+from gi.repository import Gio, GLib
+
+from desktop import Desktop, DriverError, die_with_parent, stop, wait_for
+
+__all__ = ["Desktop", "DriverError", "Program", "wait_for"]
+
+ACCESSIBLE = "org.a11y.atspi.Accessible"
+ROOT = "/org/a11y/atspi/accessible/root"
+PROPERTIES = "org.freedesktop.DBus.Properties"
+STATES = {"active": 1, "checked": 4, "editable": 7, "enabled": 8, "focused": 12, "modal": 16,
+          "selected": 23, "showing": 25}
+
+
+class Widget:
+    """A control as it was seen; its rectangle is in the program's own (unscaled) pixels."""
+
+    def __init__(self, name_on_bus, path, parent):
+        self.owner, self.path, self.parent, self.children = name_on_bus, path, parent, []
+        self.role, self.name, self.states, self.rect = "", "", frozenset(), (0, 0, 0, 0)
+        self.child_ids = []
+
+    def questions(self):
+        ask = (self.owner, self.path)
+        return [(*ask, PROPERTIES, "Get", GLib.Variant("(ss)", (ACCESSIBLE, "Name"))),
+                (*ask, ACCESSIBLE, "GetRoleName", None), (*ask, ACCESSIBLE, "GetState", None),
+                (*ask, "org.a11y.atspi.Component", "GetExtents", GLib.Variant("(u)", (0,))),
+                (*ask, ACCESSIBLE, "GetChildren", None)]
+
+    def understand(self, answers):
+        self.name, self.role, words, self.rect, self.child_ids = answers
+        bits = words[0] | words[1] << 32
+        self.states = frozenset(s for s, bit in STATES.items() if bits >> bit & 1)
+
+    def walk(self):
+        yield self
+        for child in self.children:
+            yield from child.walk()
+
+    def __repr__(self):
+        grey = "" if "enabled" in self.states else " (grey)"
+        return f"{self.role} {self.name!r}{grey}"
+
+
+class Program:
+    def __init__(self, desktop, command, cwd=None, env=None):
+        """Starts the program; `env` adds variables to the desktop's, or takes away those that it
+        maps to None. The locale is C.UTF-8 unless `env` says otherwise."""
+        self.desktop, self.owner, self.scale = desktop, None, None
+        both = {**desktop.env, **(env or {})}
+        self.log = open(os.path.join(desktop.dir, f"output-{time.monotonic_ns()}"), "wb")
+        self.process = subprocess.Popen(
+            command, cwd=cwd, env={k: v for k, v in both.items() if v is not None},
+            stdin=subprocess.DEVNULL, stdout=self.log, stderr=self.log, start_new_session=True,
+            preexec_fn=die_with_parent)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        stop(self.process)
+        try:
+            os.killpg(self.process.pid, signal.SIGKILL)  # what the program itself has started
+        except ProcessLookupError:
+            pass
+        self.log.close()
+
+    def output(self):
+        """What the program has printed so far (both streams)."""
+        with open(self.log.name, "rb") as file:
+            return file.read().decode("utf-8", "replace")
+
+    def wait_for(self, predicate, seconds, what, seen=None):
+        """Like the function of that name, but fails at once when the program is gone."""
+        def still_there():
+            try:
+                result = predicate()
+            except GLib.Error:
+                if self.process.poll() is None:
+                    raise
+                result = None
+            if not result and self.process.poll() is not None:
+                raise DriverError(f"waited for {what}; saw instead: the program ended with "
+                                  f"{self.process.returncode} and said {self.output()[-2000:]!r}")
+            return result
+        return wait_for(still_there, seconds, what, seen or self.describe)
+
+    def windows(self):
+        """All visible windows of the program with all controls that are visible in them."""
+        if not self.owner:
+            self.owner = self._find_owner()
+        if not self.owner:
+            return []
+        tops = level = [Widget(*child, None) for child in self.desktop.call(
+            self.owner, ROOT, ACCESSIBLE, "GetChildren", None)]
+        while level:
+            answers = self.desktop.calls([q for widget in level for q in widget.questions()])
+            below = []
+            for index, widget in enumerate(level):
+                own = answers[5 * index:5 * index + 5]
+                errors = [a for a in own if isinstance(a, GLib.Error)]
+                if not errors:
+                    widget.understand(own)
+                    if "showing" in widget.states:
+                        widget.children = [Widget(*child, widget) for child in widget.child_ids]
+                        below += widget.children
+                elif any(e.matches(Gio.io_error_quark(), Gio.IOErrorEnum.TIMED_OUT)
+                         for e in errors):
+                    raise errors[0]  # deaf; any other error: the control vanished meanwhile
+            level = below
+        return [top for top in tops if "showing" in top.states]
+
+    def _find_owner(self):
+        """The bus name of our process, or of a child of it when the command is a script."""
+        for name in self.desktop.ask_bus("ListNames"):
+            try:
+                pid = self.desktop.ask_bus("GetConnectionUnixProcessID", name)
+                if os.getsid(pid) == self.process.pid:
+                    self.desktop.call(name, ROOT, ACCESSIBLE, "GetChildren", None)
+                    return name
+            except (OSError, GLib.Error):
+                continue  # gone meanwhile, or a connection without accessibility
+        return None
+
+    def describe(self):
+        try:
+            return "; ".join(f"window {w.name!r} with {[c for c in w.walk() if c.role != 'filler']}"
+                             for w in self.windows()) or "no window"
+        except GLib.Error as error:
+            return error.message
+
+    def window(self, title, seconds=20):
+        return self.wait_for(lambda: next((w for w in self.windows() if same(title, w.name)), None),
+                             seconds, f"the window {title!r}")
+
+    def boxes(self):
+        """The dialogs and message boxes that are open."""
+        return [w for w in self.windows() if w.role in ("alert message", "dialog")]
+
+    def find_all(self, role, name=None, inside=None, beside=None, below=None):
+        """The visible controls of that role; `inside` is a widget (a box, say) or the title of a
+        group box or window; `beside` is a widget on whose right they lie, `below` one under which
+        they lie, the nearest first. Names and titles may be compiled patterns."""
+        found = []
+        for top in self.windows():
+            for widget in top.walk():
+                if widget.role == role and (name is None or same(name, widget.name)) \
+                        and (inside is None or is_inside(widget, inside)) \
+                        and (beside is None or is_beside(widget, beside)) \
+                        and (below is None or is_below(widget, below)):
+                    found.append(widget)
+        if below or beside:
+            found.sort(key=lambda w: w.rect[1] if below else w.rect[0])
+        return found
+
+    def find(self, role, name=None, inside=None, beside=None, below=None, seconds=20):
+        """The first of them, waited for. It can be used as long as the program keeps it."""
+        where = "".join(f" {key} {value!r}" for key, value in
+                        (("inside", inside), ("beside", beside), ("below", below)) if value)
+        found = self.wait_for(lambda: self.find_all(role, name, inside, beside, below), seconds,
+                              f"{role} {name or ''!r}{where}")
+        return found[0]
+
+    def refresh(self, widget):
+        """Reads name, states and rectangle of a known widget again: one exchange."""
+        answers = self.desktop.calls(widget.questions())
+        for answer in answers:
+            if isinstance(answer, GLib.Error):
+                raise answer
+        widget.understand(answers)
+        return widget
+
+    def text_of(self, widget):
+        """What a label says, what an edit or an editable combo box contains."""
+        edit = self._edit_of(widget)
+        if edit:
+            return self.desktop.call(edit.owner, edit.path, "org.a11y.atspi.Text", "GetText",
+                                     GLib.Variant("(ii)", (0, -1)))
+        return self.refresh(widget).name
+
+    def value_of(self, widget):
+        """The number a progress bar or a spin box stands at."""
+        return self.desktop.call(widget.owner, widget.path, PROPERTIES, "Get", GLib.Variant(
+            "(ss)", ("org.a11y.atspi.Value", "CurrentValue")))
+
+    def is_checked(self, widget):
+        return "checked" in self.refresh(widget).states
+
+    def is_enabled(self, widget):
+        return "enabled" in self.refresh(widget).states
+
+    @staticmethod
+    def _edit_of(widget):
+        if widget.role == "text":
+            return widget
+        return next((c for c in widget.children if c.role == "text"), None) \
+            if widget.role == "combo box" else None
+
+    def _x_windows(self, *conditions):
+        pid = self.desktop.ask_bus("GetConnectionUnixProcessID", self.owner)
+        return self.desktop.tool("xdotool", "search", "--all", "--onlyvisible", "--pid", str(pid),
+                                 *conditions).split()
+
+    def _x_window(self, title=None):
+        """Number and width of the X window with that title (the last one opened), or of the main
+        window."""
+        title = title or self.wait_for(self.windows, 20, "a window")[0].name
+        pattern = "^" + re.sub(r"([^\w ])", r"\\\1", title) + "$"
+        found = self.wait_for(lambda: self._x_windows("--name", pattern), 20,
+                              f"the X window {title!r}")
+        geometry = self.desktop.tool("xdotool", "getwindowgeometry", "--shell", found[-1])
+        return int(found[-1]), int(re.search(r"WIDTH=(\d+)", geometry)[1])
+
+    def _pixels(self, x, y):
+        """Screen position of a position as the program counts it: QT_SCALE_FACTOR counts."""
+        if not self.scale:
+            top = self.windows()[0]
+            self.scale = self._x_window(top.name)[1] / top.rect[2]
+        return str(round(x * self.scale)), str(round(y * self.scale))
+
+    def click(self, widget, grey_too=False):
+        """Presses the mouse in the middle of the control, once that stays where it is."""
+        def settled():
+            before = self.refresh(widget).rect
+            return before[2] > 0 and before == self.refresh(widget).rect \
+                and (grey_too or "enabled" in widget.states)
+        self.wait_for(settled, 20, f"{widget!r} to be usable and at rest")
+        x, y, width, height = widget.rect
+        if widget.role == "check box" and widget.children:
+            position = x + 30, y + 9  # a checkable group box: only its title takes clicks
+        else:
+            position = x + width / 2, y + height / 2
+        # No --sync: that waits 15 s when the mouse is there already; the events keep their order.
+        self.desktop.tool("xdotool", "mousemove", *self._pixels(*position), "click", "1")
+
+    def check(self, widget, on=True):
+        """Clicks a check box or a checkable group box unless it is as wanted."""
+        if self.is_checked(widget) != on:
+            self.click(widget)
+            self.wait_for(lambda: self.is_checked(widget) == on, 20, f"{widget!r} checked={on}")
+
+    def key(self, *keys):
+        """Presses keys as xdotool names them: "Return", "ctrl+a", "alt+F4"."""
+        self.desktop.tool("xdotool", "key", "--delay", "20", *keys)
+
+    def type_text(self, text):
+        """Types where the keyboard focus is. Only what a US keyboard has: for any other letter
+        xdotool must borrow a key for a moment, and a busy program reads the wrong one."""
+        if not (text.isascii() and text.isprintable()):
+            raise DriverError(f"{text!r} cannot be typed dependably; use enter()")
+        self.desktop.tool("xdotool", "type", "--delay", "10", "--", text)
+
+    def enter(self, widget, text):
+        """Clicks an edit or an editable combo box and replaces its contents by the text. Text
+        beyond ASCII is put there through accessibility (see type_text)."""
+        edit = self._edit_of(widget)
+        if not edit:
+            raise DriverError(f"nothing to type into: {widget!r} {widget.children}")
+        self.click(edit)
+        self.wait_for(lambda: "focused" in self.refresh(edit).states, 20,
+                      f"the cursor in {widget!r}")
+        windows = set(self._x_windows())
+        self.key("ctrl+a")
+        if text.isascii():
+            self.key("Delete")
+            self.type_text(text)
+        else:
+            self.desktop.call(edit.owner, edit.path, "org.a11y.atspi.EditableText",
+                              "SetTextContents", GLib.Variant("(s)", (text,)))
+            self.key("End")
+
+        self.wait_for(lambda: self.text_of(edit) == text, 20, f"{text!r} in {widget!r}",
+                      lambda: repr(self.text_of(edit)))
+        # A list of completions, which accessibility does not show, would swallow the next click.
+        self.refresh(edit)  # once more around the program's event loop: now the list is there
+        if set(self._x_windows()) - windows:
+            self.key("Escape")
+            self.wait_for(lambda: not set(self._x_windows()) - windows, 20, "no list",
+                          lambda: "a list of completions")
+
+    def choose_file(self, path):
+        """Answers Qt's own file dialog: the path into its "File name:" edit, and Return. The
+        dialog takes double quotes as marks around file names: such a path it does not accept."""
+        dialog = self.wait_for(lambda: next((w for w in self.boxes() if any(
+            c.name.replace("&", "") == "File name:" for c in w.walk())), None), 20, "a file dialog")
+        before = [box.path for box in self.boxes()]
+        self.enter(self.find("text", "File name:", inside=dialog), os.fspath(path))
+        self.key("Return")
+
+        def taken():
+            boxes = self.boxes()
+            if dialog.path not in [box.path for box in boxes]:
+                return True
+            for box in boxes:
+                if box.path not in before:
+                    raise DriverError(f"the file dialog refused {path!r}: {self.box_text(box)}")
+            return False
+        self.wait_for(taken, 20, f"the file dialog to take {path!r}")
+
+    def box_text(self, box):
+        return "\n".join(w.name for w in box.walk() if w.role == "label" and w.name)
+
+    def screenshot(self, path, title=None):
+        """Takes a picture of the window with that title and its frame, or of the whole screen."""
+        if title is None:
+            self.desktop.screenshot(path, "-window", "root")
+        else:
+            self.desktop.screenshot(path, "-frame", "-window", str(self._x_window(title)[0]))
+
+    def close_window(self, title=None):
+        """Asks a window, or else the main window, to close, as the button in its frame does."""
+        self.desktop.x.delete_window(self._x_window(title)[0])
+
+    def exit_code(self, timeout=20):
+        """Waits for the end of the program: its exit code, or minus the number of the signal."""
+        try:
+            return self.process.wait(timeout)
+        except subprocess.TimeoutExpired:
+            raise DriverError(f"waited {timeout} s for the end of the program; saw instead: "
+                              f"{self.describe()}") from None
+
+
+def same(wanted, name):
+    return bool(wanted.search(name)) if isinstance(wanted, re.Pattern) else wanted == name
+
+
+def is_inside(widget, container):
+    parent = widget.parent
+    while parent:
+        if isinstance(container, Widget):
+            if parent.path == container.path:
+                return True
+        elif parent.role != "combo box" and same(container, parent.name):
+            return True
+        parent = parent.parent
+    return False
+
+
+def is_beside(widget, other):
+    (x, y, _, height), (ox, oy, width, oheight) = widget.rect, other.rect
+    return x >= ox + width and y < oy + oheight and oy < y + height
+
+
+def is_below(widget, other):
+    (x, y, width, _), (ox, oy, owidth, oheight) = widget.rect, other.rect
+    return y >= oy + oheight and x < ox + owidth and ox < x + width
