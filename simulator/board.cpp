@@ -52,6 +52,12 @@ void Board::beginOrFail(Operation operation)
     }
 }
 
+std::uint32_t Board::occurrences(Operation operation) const
+{
+    const auto found = m_occurrences.find(operation);
+    return found == m_occurrences.end() ? 0 : found->second;
+}
+
 void Board::requireParameters() const
 {
     if (!m_parameterError.empty()) {
@@ -73,6 +79,12 @@ Flash& Board::flash()
         m_flash.emplace(m_parameters.flashFile);
     }
     return *m_flash;
+}
+
+void Board::unplug()
+{
+    m_recording.reset();
+    m_parameters.boardPresent = false;
 }
 
 Board& board()

@@ -3,6 +3,7 @@
 #include "simulator/exports.h"
 #include "simulator/flash.h"
 #include "simulator/parameters.h"
+#include "simulator/recording.h"
 
 #include <map>
 #include <optional>
@@ -22,15 +23,20 @@ public:
     std::optional<std::string> begin(Operation operation);
     /// The same for an operation that fails at once, by an exception.
     void beginOrFail(Operation operation);
+    [[nodiscard]] std::uint32_t occurrences(Operation operation) const;
     void requireParameters() const;
     void requirePresence() const;
     Flash& flash();
+    std::optional<Recording>& recording() { return m_recording; }
+    /// From now on no board is there.
+    void unplug();
 
 private:
     std::string m_parameterError;
     Parameters m_parameters;
     std::map<Operation, std::uint32_t> m_occurrences;
     std::optional<Flash> m_flash;
+    std::optional<Recording> m_recording;
 };
 
 /// The one board, which reads BRAN_SIMULATOR when it is first asked for.

@@ -2,6 +2,7 @@
 #include "simulator/download.h"
 #include "simulator/exports.h"
 #include "simulator/image.h"
+#include "simulator/recording.h"
 
 #include <memory>
 #include <stdexcept>
@@ -77,6 +78,28 @@ void BRAN_DeleteFlashImage(BRAN_FLASH_IMAGE_T*& image)
 {
     delete static_cast<Image*>(image);
     image = nullptr;
+}
+
+BRAN_ERR_T BRAN_StartRecording(const BRAN_RECORD_CONFIG_T& config, BRAN_RECORD_CONTEXT_T& context)
+{
+    return attempt(Operation::Start, [&](Board& board) { startRecording(board, config, context); });
+}
+
+BRAN_ERR_T BRAN_GetRecordData(BRAN_RECORD_CONTEXT_T& context, char* buffer, unsigned int size,
+                              unsigned int& bytesRead)
+{
+    bytesRead = 0;
+    bool isOver = false;
+    const BRAN_ERR_T result = attempt(Operation::Read, [&](Board& board) {
+        isOver = readRecording(board, context, {buffer, size}, bytesRead);
+    });
+    return isOver ? BRAN_RECORDING_FINISHED : result;
+}
+
+// What is wrong with the request is told by the next read.
+void BRAN_StopRecordingRequest(BRAN_RECORD_CONTEXT_T& context)
+{
+    attempt(Operation::Read, [&](Board& board) { stopRecording(board, context); });
 }
 
 const char* BRAN_GetErrorString(BRAN_ERR_T error)

@@ -39,7 +39,7 @@ std::uint32_t word(std::string_view text)
     return static_cast<std::uint32_t>(number(text, std::numeric_limits<std::uint32_t>::max()));
 }
 
-Number pace(std::string_view text)
+Number quantity(std::string_view text)
 {
     Number unit = 1;
     if (text.back() == 'K' || text.back() == 'M') {
@@ -58,12 +58,30 @@ std::uint32_t flashAddress(std::string_view text)
     return address;
 }
 
-bool presence(std::string_view text)
+bool unless(std::string_view text, const std::string& only)
 {
-    if (text != "none") {
-        throw std::runtime_error("the only value is none");
+    if (text != only) {
+        throw std::runtime_error("the only value is " + only);
     }
     return false;
+}
+
+std::uint32_t occurrence(std::string_view text)
+{
+    if (const std::uint32_t result = word(text)) {
+        return result;
+    }
+    throw std::runtime_error("occurrences count from 1");
+}
+
+// N:MILLISECONDS
+Stall stall(std::string_view text)
+{
+    const std::size_t colon = text.find(':');
+    if (colon == std::string_view::npos) {
+        throw std::runtime_error("the time is missing");
+    }
+    return {occurrence(text.substr(0, colon)), word(text.substr(colon + 1))};
 }
 
 struct OperationName {
@@ -74,7 +92,8 @@ struct OperationName {
 constexpr std::array operationNames = {
     OperationName{"version", Operation::Version}, OperationName{"create", Operation::Create},
     OperationName{"fill", Operation::Fill},       OperationName{"burn", Operation::Burn},
-    OperationName{"verify", Operation::Verify},
+    OperationName{"verify", Operation::Verify},   OperationName{"start", Operation::Start},
+    OperationName{"read", Operation::Read},
 };
 
 // OPERATION[@N][:TEXT]
@@ -92,10 +111,7 @@ Fault fault(std::string_view value)
     Fault result = {found->operation, 0, "the simulated board was told to fail: "};
     result.text += name;
     if (at != std::string_view::npos) {
-        result.occurrence = word(target.substr(at + 1));
-        if (result.occurrence == 0) {
-            throw std::runtime_error("occurrences count from 1");
-        }
+        result.occurrence = occurrence(target.substr(at + 1));
     }
     if (colon != std::string_view::npos) {
         result.text = value.substr(colon + 1);
@@ -112,12 +128,21 @@ struct Key {
 };
 
 constexpr std::array keys = {
-    Key{"board", [](auto& to, auto value) { to.boardPresent = presence(value); }},
+    Key{"board", [](auto& to, auto value) { to.boardPresent = unless(value, "none"); }},
     Key{"flash", [](auto& to, auto value) { to.flashFile = value; }},
     Key{"version", [](auto& to, auto value) { to.version = word(value); }},
-    Key{"pace", [](auto& to, auto value) { to.pace = pace(value); }},
+    Key{"pace", [](auto& to, auto value) { to.pace = quantity(value); }},
     Key{"fail", [](auto& to, auto value) { to.faults.push_back(fault(value)); }},
     Key{"skip", [](auto& to, auto value) { to.skipped.push_back(flashAddress(value)); }},
+    Key{"rate", [](auto& to, auto value) { to.rate = quantity(value); }},
+    Key{"buffer", [](auto& to, auto value) { to.buffer = quantity(value); }},
+    Key{"trigger", [](auto& to, auto value) { to.triggerMs = word(value); }},
+    Key{"report", [](auto& to, auto value) { to.reportFile = value; }},
+    Key{"failbytes", [](auto& to, auto value) { to.failBytes = quantity(value); }},
+    Key{"unplug", [](auto& to, auto value) { to.unplugBytes = quantity(value); }},
+    Key{"finish", [](auto& to, auto value) { to.finishBytes = quantity(value); }},
+    Key{"stop", [](auto& to, auto value) { to.answersStop = unless(value, "ignored"); }},
+    Key{"stall", [](auto& to, auto value) { to.stall = stall(value); }},
 };
 
 // Splits at the commas and resolves the escapes.
