@@ -1,8 +1,170 @@
 #include "record/streamingtab.h"
 
-TOVAStreamingTab::TOVAStreamingTab(QWidget* parent) : Q3VBox(parent) {}
+#include "config/configuration.h"
+#include "widgets/recentfiles.h"
 
-void TOVAStreamingTab::brutalStop()
+#include <QComboBox>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSignalBlocker>
+#include <QTimer>
+
+#include <cstdlib>
+
+namespace
 {
-    m_brutalStop = true;
+
+constexpr int doubleClickProtectionMs = 1000;
+
+bool userReplaces(QWidget* parent, const QString& file)
+{
+    QMessageBox box(QMessageBox::Warning, QStringLiteral("Tovalink"),
+                    QStringLiteral("%1 already exists.\nDo you want to replace it?").arg(file),
+                    QMessageBox::Yes | QMessageBox::No, parent);
+    box.setTextFormat(Qt::PlainText);
+    box.setDefaultButton(QMessageBox::No);
+    return box.exec() == QMessageBox::Yes;
+}
+
+/// Asks for a record file to write; empty if the user cancels. The dialog's own question about an
+/// existing file is about the name as typed, so the question is asked here, about the name that
+/// will be written.
+QString askForRecordFile(QWidget* parent, QString start)
+{
+    while (true) {
+        QString chosen = QFileDialog::getSaveFileName(
+            parent, QStringLiteral("Choose a file to open"), start,
+            QStringLiteral("Tracemint File (*.prf)"), nullptr, QFileDialog::DontConfirmOverwrite);
+        if (chosen.isEmpty()) {
+            return chosen;
+        }
+        QString file = withSuffix(chosen, QStringLiteral("prf"));
+        if (!QFileInfo::exists(file) || userReplaces(parent, file)) {
+            return file;
+        }
+        start = file;
+    }
+}
+
+void rememberFolder(const QString& file)
+{
+    TOVAConfiguration::setLastPrfFolder(QFileInfo(file).path());
+    TOVAConfiguration::dumpConfig();
+}
+
+} // namespace
+
+TOVAStreamingTab::~TOVAStreamingTab()
+{
+    std::free(m_circularBuffer);
+}
+
+void TOVAStreamingTab::onOnTheFly(bool /*on*/)
+{
+    checkMode(m_onTheFlyGroup);
+}
+
+void TOVAStreamingTab::onCircular(bool /*on*/)
+{
+    checkMode(m_circularGroup);
+}
+
+void TOVAStreamingTab::onHardwareBuffer(bool /*on*/)
+{
+    checkMode(m_hardwareBufferGroup);
+}
+
+/// Makes `mode` the one checked mode, also where the user has just unchecked it.
+void TOVAStreamingTab::checkMode(const QWidget* mode)
+{
+    const QSignalBlocker onTheFly(m_onTheFlyGroup);
+    const QSignalBlocker circular(m_circularGroup);
+    const QSignalBlocker hardwareBuffer(m_hardwareBufferGroup);
+    for (QGroupBox* group : {m_onTheFlyGroup, m_circularGroup, m_hardwareBufferGroup}) {
+        group->setChecked(group == mode);
+    }
+}
+
+void TOVAStreamingTab::choseRecFile()
+{
+    const QString name = recordFileName();
+    const QString file =
+        askForRecordFile(this, name.isEmpty() ? TOVAConfiguration::getLastPrfFolder() : name);
+    if (file.isEmpty()) {
+        return;
+    }
+    rememberFolder(file);
+    showFile(*m_recFileCombo, file);
+}
+
+void TOVAStreamingTab::prfActivated(const QString& prffile)
+{
+    rememberFolder(prffile);
+}
+
+void TOVAStreamingTab::updateComboBoxFromConfig()
+{
+    refillRecentFiles(*m_recFileCombo, TOVAConfiguration::m_lastPrfFiles);
+}
+
+QString TOVAStreamingTab::recordFileName() const
+{
+    return m_recFileCombo->currentText();
+}
+
+void TOVAStreamingTab::started()
+{
+    m_recording = true;
+    m_startStopButton->setText(QStringLiteral("Stop!"));
+    setOptionsEnabled(false);
+    emit greyParentGUI();
+    if (TOVAConfiguration::m_isDoubleClickedProtected) {
+        setStartStopEnabled(false);
+        m_reenableTimer->start(doubleClickProtectionMs);
+    }
+}
+
+void TOVAStreamingTab::reenableButton()
+{
+    setStartStopEnabled(true);
+}
+
+void TOVAStreamingTab::stopped()
+{
+    m_recording = false;
+    m_reenableTimer->stop();
+    m_startStopButton->setText(QStringLiteral("Start!"));
+    setStartStopEnabled(true);
+    m_brutalStopButton->hide();
+    setOptionsEnabled(true);
+    emit ungreyParentGUI();
+    m_countDownTimer->stop();
+    m_stopTimer->stop();
+}
+
+void TOVAStreamingTab::setOptionsEnabled(bool enabled)
+{
+    for (QGroupBox* group :
+         std::initializer_list<QGroupBox*>{m_filterGroup, m_recFileGroup, m_pxtsTriggerGroup,
+                                           m_exlTriggerGroup, m_recordingModeGroup}) {
+        group->setEnabled(enabled);
+    }
+}
+
+/// Enables or disables the start/stop button without taking the keyboard focus from it for good:
+/// unless the user has moved the focus meanwhile, it comes back with the button.
+void TOVAStreamingTab::setStartStopEnabled(bool enabled)
+{
+    if (enabled == m_startStopButton->isEnabled()) {
+        return;
+    }
+    const bool hadFocus = window()->focusWidget() == m_startStopButton;
+    m_startStopButton->setEnabled(enabled);
+    if (!enabled) {
+        m_parkedFocus = hadFocus ? window()->focusWidget() : nullptr;
+    } else if (m_parkedFocus != nullptr && m_parkedFocus == window()->focusWidget()) {
+        m_startStopButton->setFocus();
+    }
 }

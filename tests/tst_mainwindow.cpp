@@ -8,6 +8,7 @@
 #include "tests/support/scriptedboard.h"
 
 #include <QComboBox>
+#include <QFileDialog>
 #include <QLabel>
 #include <QMenu>
 #include <QMessageBox>
@@ -28,6 +29,8 @@ private slots:
     void optionFollowsTheMenu();
     void burnOutlivesTheWindow_data();
     void burnOutlivesTheWindow();
+    void closingEndsARecording_data();
+    void closingEndsARecording();
 
 private:
     ScriptedBoard& m_board = ScriptedBoard::instance();
@@ -120,6 +123,50 @@ void tst_mainwindow::burnOutlivesTheWindow()
     QCOMPARE(seen, fails);
     QCOMPARE(m_board.journal.constLast(), QString("delete"));
     window.reset();
+}
+
+void tst_mainwindow::closingEndsARecording_data()
+{
+    QTest::addColumn<QString>("mode");
+    QTest::addColumn<QString>("file");
+    QTest::newRow("on the fly") << "In the file on the fly"
+                                << "a.prf";
+    QTest::newRow("hardware") << "HW Circular buffer"
+                              << "a.prf";
+    QTest::newRow("ring") << "SW Circular buffer"
+                          << "a.prf";
+    QTest::newRow("ring, and the user is still asked about its file") << "SW Circular buffer"
+                                                                      << "no/such/folder.prf";
+}
+
+void tst_mainwindow::closingEndsARecording()
+{
+    QFETCH(QString, mode);
+    QFETCH(QString, file);
+    TOVAMainWindow window;
+    window.show();
+    auto* record = window.findChild<TOVAStreamingTab*>();
+    withText<QGroupBox>(*record, mode)->setChecked(true);
+    record->findChild<QComboBox*>()->setEditText(file);
+    m_board.reads = {{"one"}, {"two", BRAN_SUCCESS, 0, [&] { window.close(); }}, {"three"}};
+    const bool asked = file != "a.prf";
+    bool answered = false;
+    if (asked) {
+        whenShown<QMessageBox>([&](QMessageBox& box) {
+            record->findChild<QComboBox*>()->setEditText("a.prf");
+            // A box that the application's end would close by itself is gone by then.
+            QTimer::singleShot(20, &box, [&] {
+                answered = true;
+                whenShown<QFileDialog>([](QFileDialog& dialog) { dialog.reject(); });
+                withText<QPushButton>(box, "Chose again")->click();
+            });
+        });
+    }
+    QTimer::singleShot(0, withText<QPushButton>(*record, "Start!"), &QPushButton::click);
+    QCOMPARE(QApplication::exec(), 0);
+    QCOMPARE(answered, asked);
+    QCOMPARE(contentOf("a.prf").mid(8), QByteArray("onetwo"));
+    QCOMPARE(m_board.reads.size(), 1);
 }
 
 QTEST_MAIN(tst_mainwindow)

@@ -190,14 +190,18 @@ class Program:
                               f"{role} {name or ''!r}{where}")
         return found[0]
 
-    def refresh(self, widget):
-        """Reads name, states and rectangle of a known widget again: one exchange."""
-        answers = self.desktop.calls(widget.questions())
+    def refresh(self, *widgets):
+        """Reads name, states and rectangle of known widgets again: one exchange for all of them.
+        Returns the last one."""
+        questions = [widget.questions() for widget in widgets]
+        answers = self.desktop.calls([one for several in questions for one in several])
         for answer in answers:
             if isinstance(answer, GLib.Error):
                 raise answer
-        widget.understand(answers)
-        return widget
+        for number, widget in enumerate(widgets):
+            count = len(questions[number])
+            widget.understand(answers[number * count:(number + 1) * count])
+        return widgets[-1]
 
     def text_of(self, widget):
         """What a label says, what an edit or an editable combo box contains."""

@@ -1,0 +1,177 @@
+#include "board/errorreport.h"
+#include "record/rate.h"
+#include "record/recordfile.h"
+#include "record/streamingtab.h"
+#include "widgets/warningbox.h"
+
+#include <QCheckBox>
+#include <QCoreApplication>
+#include <QFile>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
+
+#include <cstdlib>
+#include <cstring>
+
+/// How far the ring is filled. As long as it has not wrapped, it holds the bytes before the cursor;
+/// from then on the oldest byte lies at the cursor.
+struct TOVAStreamingTab::Ring {
+    std::uint32_t cursor = 0;
+    /// Wider than what is shown, since a count that starts again at 4 GiB would meet the cursor.
+    std::uint64_t totalBytes = 0;
+
+    bool hasWrapped() const { return totalBytes != cursor; }
+
+    /// Takes in the bytes that were just read at the cursor of the ring `bytes`. What lies behind
+    /// the ring's end, at `size`, moves to its start.
+    void advance(char* bytes, std::uint32_t size, std::uint32_t bytesRead)
+    {
+        cursor += bytesRead;
+        totalBytes += bytesRead;
+        if (cursor >= size) {
+            cursor -= size;
+            std::memcpy(bytes, bytes + size, cursor);
+        }
+    }
+};
+
+void TOVAStreamingTab::circularBufferRoutine()
+{
+    if (!hasRecordFileName()) {
+        return;
+    }
+    if (!startRecording()) {
+        stopped();
+        return;
+    }
+    if (!provideRing(ringSizeFromUser())) {
+        stopped();
+        return;
+    }
+    RefreshClock sinceRefresh(m_clock);
+    Ring ring;
+    unsigned int bytesRead = 0;
+    std::uint32_t bytesSinceRefresh = 0;
+    std::uint32_t readCount = 0;
+    while (true) {
+        const BRAN_ERR_T result = BRAN_GetRecordData(
+            m_recordContext, m_circularBuffer + ring.cursor, readSize, bytesRead);
+        if (result == BRAN_RECORDING_FINISHED || m_brutalStop) {
+            ring.advance(m_circularBuffer, m_circularBufferSize, bytesRead);
+            break;
+        }
+        ++readCount;
+        if (result != BRAN_SUCCESS) {
+            reportBoardError(this, result);
+            m_statusLabel->setText(
+                QStringLiteral("Read %1 bytes. Cursor at %2. Read count : %3 (Stopped on error!)")
+                    .arg(static_cast<std::uint32_t>(ring.totalBytes))
+                    .arg(ring.cursor)
+                    .arg(readCount));
+            stopped();
+            return;
+        }
+        bytesSinceRefresh += bytesRead;
+        ring.advance(m_circularBuffer, m_circularBufferSize, bytesRead);
+
+        if (sinceRefresh.isDue()) {
+            const QString format = ring.hasWrapped()
+                                       ? QStringLiteral("Buffer is full. Cursor at %1 (%2 KB/s).")
+                                       : QStringLiteral("Buffer contains %1 bytes (%2 KB/s).");
+            m_statusLabel->setText(format.arg(QString::number(ring.cursor),
+                                              rateText(bytesSinceRefresh, sinceRefresh.elapsed())));
+            sinceRefresh.restart();
+            QCoreApplication::processEvents();
+            bytesSinceRefresh = 0;
+        }
+    }
+    saveRing(ring);
+}
+
+std::uint32_t TOVAStreamingTab::ringSizeFromUser()
+{
+    constexpr int megabyteShift = 20;
+    if (m_bufferSizeEdit->text().toUInt() << megabyteShift == 0) {
+        m_bufferSizeEdit->setText(QStringLiteral("1"));
+    }
+    return m_bufferSizeEdit->text().toUInt() << megabyteShift;
+}
+
+/// Makes the ring `size` bytes large, with room behind its end for a read that goes past it. Where
+/// there is no memory for it, ends the recording and tells the user: false.
+bool TOVAStreamingTab::provideRing(std::uint32_t size)
+{
+    if (size == m_circularBufferSize) {
+        return true;
+    }
+    std::free(m_circularBuffer);
+    const std::size_t blockSize = std::size_t(size) + readSize;
+    m_circularBuffer = static_cast<char*>(std::malloc(blockSize));
+    m_circularBufferSize = m_circularBuffer != nullptr ? size : 0;
+    if (m_circularBuffer != nullptr) {
+        return true;
+    }
+    endStartedRecording();
+    showWarning(this, QStringLiteral("Tovalink"),
+                QStringLiteral("Nothing was recorded, because there is no memory for a buffer of "
+                               "%1 bytes. Choose a smaller size.")
+                    .arg(blockSize));
+    m_statusLabel->setText(QStringLiteral("Stopped on error."));
+    return false;
+}
+
+/// Writes the ring into the record file, oldest byte first.
+void TOVAStreamingTab::saveRing(const Ring& ring)
+{
+    // The user may take minutes to answer below, and a late timer must not change how it ended.
+    const QString stop = stopWord();
+    QFile file;
+    if (!openOrChoseAgain(file)) {
+        m_statusLabel->setText(
+            QStringLiteral("(Stopped %1, user has chosen not to save).").arg(stop));
+        stopped();
+        return;
+    }
+    rememberRecordFile();
+    writeRecordFileHeader(file, m_newExlFormatCheck->isChecked());
+    if (ring.hasWrapped()) {
+        file.write(m_circularBuffer + ring.cursor, m_circularBufferSize - ring.cursor);
+    }
+    file.write(m_circularBuffer, ring.cursor);
+    file.close();
+    m_statusLabel->setText(
+        ring.hasWrapped()
+            ? QStringLiteral("Dumped last full buffer. (Stopped %1, saved).").arg(stop)
+            : QStringLiteral("Dumped %1 bytes, buffer not full. (Stopped %2, saved).")
+                  .arg(QString::number(ring.cursor), stop));
+    stopped();
+}
+
+/// Opens the record file for the save; as long as that fails, the user may choose another one.
+/// False if he gives up.
+bool TOVAStreamingTab::openOrChoseAgain(QFile& file)
+{
+    file.setFileName(recordFileName());
+    while (!file.open(QIODevice::WriteOnly)) {
+        QMessageBox box(QMessageBox::Warning, QStringLiteral("TOVAlink"),
+                        QStringLiteral("Cannot open file for writing.\nFile may be in read-only "
+                                       "mode, or it is already opened by another application.\n"),
+                        QMessageBox::NoButton, this);
+        box.setTextFormat(Qt::PlainText);
+        auto* choseAgain = box.addButton(QStringLiteral("Chose again"), QMessageBox::AcceptRole);
+        auto* cancel = box.addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
+        box.setDefaultButton(choseAgain);
+        box.setEscapeButton(cancel);
+        box.exec();
+        if (box.clickedButton() == cancel) {
+            return false;
+        }
+        if (box.clickedButton() == choseAgain) {
+            choseRecFile();
+            file.setFileName(recordFileName());
+        }
+    }
+    return true;
+}

@@ -1,0 +1,63 @@
+#include "board/errorreport.h"
+#include "record/streamingtab.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QLabel>
+#include <QPushButton>
+#include <QTimer>
+
+void TOVAStreamingTab::bufferModeRoutine()
+{
+    QFile file;
+    if (!beginRecordingTo(file)) {
+        return;
+    }
+    RefreshClock sinceRefresh(m_clock);
+    constexpr unsigned int chunkSize = 512;
+    std::array<char, chunkSize> chunk = {};
+    unsigned int bytesRead = 0;
+    std::uint32_t totalBytes = 0;
+    while (true) {
+        const BRAN_ERR_T result =
+            BRAN_GetRecordData(m_recordContext, chunk.data(), chunkSize, bytesRead);
+        if (result == BRAN_RECORDING_FINISHED || m_brutalStop) {
+            file.write(chunk.data(), bytesRead);
+            showRecorded(totalBytes + bytesRead, stopWord());
+            setStartStopEnabled(true);
+            stopped();
+            file.close();
+            return;
+        }
+        if (result != BRAN_SUCCESS) {
+            reportBoardError(this, result);
+            setStartStopEnabled(true);
+            stopped();
+            showRecorded(totalBytes, QStringLiteral("on error"));
+            file.close();
+            return;
+        }
+        totalBytes += bytesRead;
+        file.write(chunk.data(), bytesRead);
+
+        if (sinceRefresh.isDue()) {
+            if (totalBytes == 0) {
+                m_statusLabel->setText(QStringLiteral("Waiting for trigger..."));
+            } else {
+                showTriggered(totalBytes);
+            }
+            sinceRefresh.restart();
+            QCoreApplication::processEvents();
+        }
+    }
+}
+
+/// Shows that the trigger has fired, and takes the stop away: what the board's buffer holds is
+/// delivered to its end.
+void TOVAStreamingTab::showTriggered(std::uint32_t totalBytes)
+{
+    m_recording = false;
+    m_reenableTimer->stop();
+    setStartStopEnabled(false);
+    m_statusLabel->setText(QStringLiteral("Triggered! Recorded %1 bytes.").arg(totalBytes));
+}

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QValidator>
+
+/// Holds a field to at most eight hexadecimal digits and a maximum value. Nothing it lets through
+/// is ever final, so the line edit leaves the text alone when editing ends.
+class TOVAHexValidator : public QValidator
+{
+    Q_OBJECT
+
+public:
+    TOVAHexValidator(QObject* parent, const char* name);
+
+    /// Sets the maximum, taken as unsigned: -1 allows any 32-bit value. 10 until then.
+    void changeMaxValue(int max);
+
+    State validate(QString& input, int& pos) const override;
+    void fixup(QString& input) const override;
+
+private:
+    int m_maxValue = 10;
+};
