@@ -70,6 +70,9 @@ void TOVABrannelTab::createVersionGroup()
     button->setFixedSize(button->sizeHint());
     connect(button, &QPushButton::clicked, this, &TOVABrannelTab::getVersion);
     m_versionLabel = new PlainLabel(group);
+    // A long error must not make the window wider than the screen.
+    m_versionLabel->setWordWrap(true);
+    m_versionLabel->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
 }
 
 void TOVABrannelTab::createBurnGroup()

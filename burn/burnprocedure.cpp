@@ -10,6 +10,7 @@
 #include <QEventLoopLocker>
 #include <QLabel>
 #include <QProgressBar>
+#include <QPushButton>
 #include <QScopeGuard>
 
 namespace
@@ -35,6 +36,10 @@ QString summary(const BRAN_FLASH_IMAGE_T& image)
 
 void TOVABrannelTab::go()
 {
+    // A shortcut clicks the button after a moment, when another key may have started a burn already.
+    if (!m_burnButton->isEnabled()) {
+        return;
+    }
     // A window that is closed meanwhile must neither cut the burn short nor hide its error.
     const QEventLoopLocker untilReported;
     const QString lodPath = m_lodComboBox->currentText();

@@ -3,7 +3,6 @@
 #include "config/configurationreader.h"
 
 #include <QSaveFile>
-#include <QStringView>
 
 #include <algorithm>
 
@@ -138,10 +137,11 @@ bool TOVAConfiguration::dumpConfig()
     }
     // commit() reports success after a short write, and would put half a file in the whole one's
     // place; the buffered bytes are only known to be written once they are flushed.
-    if (file.write(text) != text.size() || !file.flush()) {
+    const bool isWhole = file.write(text) == text.size() && file.flush();
+    if (!isWhole) {
         file.cancelWriting();
     }
-    return file.commit();
+    return file.commit() && isWhole;
 }
 
 bool TOVAConfiguration::readConfig()

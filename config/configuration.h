@@ -34,8 +34,8 @@ public:
     static QString getLastCfpFolder();
     static QString getLastPrfFolder();
 
-    /// Writes the whole store to the file; if that fails, the file on disk stays as it was and the
-    /// result is false.
+    /// Writes the whole store to the file. If that fails the result is false, and the file on disk
+    /// stays as it was, except in a folder where no other file can be written beside it.
     static bool dumpConfig();
 
     /// Adds what the file holds to the store; true if all of it was well-formed. What stands before

@@ -1,5 +1,5 @@
 // Qt 5.15 marks its event-driven XML reader as deprecated in favour of QXmlStreamReader. It is kept
-// because it takes every element up to the first error, and Qt 6 still ships it.
+// because it hands out every element up to the first error as it goes.
 #define QT_NO_DEPRECATED_WARNINGS
 
 #include "config/configurationreader.h"
@@ -7,6 +7,7 @@
 #include "config/configuration.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QXmlDefaultHandler>
 #include <QXmlInputSource>
 #include <QXmlSimpleReader>
@@ -54,7 +55,8 @@ bool TOVAConfigurationParser::startElement(const QString& /*namespaceURI*/,
 bool readConfigurationFile(const QString& fileName)
 {
     QFile file(fileName);
-    if (!file.open(QIODevice::ReadOnly)) {
+    // Opening a pipe would wait for its writer.
+    if (!QFileInfo(fileName).isFile() || !file.open(QIODevice::ReadOnly)) {
         return false;
     }
     QXmlInputSource source(&file);

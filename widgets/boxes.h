@@ -16,8 +16,7 @@ class ChildBox : public Frame
 public:
     template <class... Arguments>
     explicit ChildBox(Arguments&&... arguments)
-        : Frame(std::forward<Arguments>(arguments)...),
-          m_box(new QBoxLayout(direction, this))
+        : Frame(std::forward<Arguments>(arguments)...)
     {
     }
 

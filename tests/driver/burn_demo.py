@@ -12,7 +12,7 @@ import re
 import shutil
 import sys
 
-from driver import Desktop, DriverError, Program
+from driver import Desktop, DriverError, Program, with_simulator
 
 FLASH_START, FLASH_SIZE = 0x01000000, 16 * 1024 * 1024
 FLASH_FILE, LOAD_FILE = "flash.bin", "firmware.lod"
@@ -107,7 +107,7 @@ def main(arguments):
         if os.path.exists(old):
             os.remove(old)
     try:
-        with Desktop() as desktop, Program(desktop, [program_path], env={
+        with Desktop() as desktop, Program(desktop, [with_simulator(desktop, program_path)], env={
                 "BRAN_SIMULATOR": f"flash={FLASH_FILE},pace={pace()}"}) as program:
             burn(program)
         report_flash()

@@ -24,6 +24,7 @@ scripts with /usr/bin/python3, the one that python3-gi belongs to.
 """
 import os
 import re
+import shutil
 import signal
 import subprocess
 import time
@@ -32,7 +33,7 @@ from gi.repository import Gio, GLib
 
 from desktop import Desktop, DriverError, die_with_parent, stop, wait_for
 
-__all__ = ["Desktop", "DriverError", "Program", "wait_for"]
+__all__ = ["Desktop", "DriverError", "Program", "wait_for", "with_simulator"]
 
 ACCESSIBLE = "org.a11y.atspi.Accessible"
 ROOT = "/org/a11y/atspi/accessible/root"
@@ -69,6 +70,16 @@ class Widget:
     def __repr__(self):
         grey = "" if "enabled" in self.states else " (grey)"
         return f"{self.role} {self.name!r}{grey}"
+
+
+def with_simulator(desktop, program_path):
+    """A copy of the built program that has the simulated board in its lib/: where the program was
+    built, a real board's library may lie. A link would not do, the loader follows it."""
+    build = os.path.dirname(os.path.dirname(os.path.abspath(program_path)))
+    for folder, source in (("bin", program_path), ("lib", f"{build}/simulator/libbranlib.so")):
+        os.makedirs(os.path.join(desktop.dir, folder), exist_ok=True)
+        shutil.copy(source, os.path.join(desktop.dir, folder))
+    return os.path.join(desktop.dir, "bin", os.path.basename(program_path))
 
 
 class Program:

@@ -2,7 +2,7 @@
 import re
 import subprocess
 
-from driver import DriverError, Program
+from driver import DriverError, Program, with_simulator
 
 SOFTWARE, ON_THE_FLY, HARDWARE = ("SW Circular buffer", "In the file on the fly",
                                   "HW Circular buffer")
@@ -11,7 +11,8 @@ MODES = (SOFTWARE, ON_THE_FLY, HARDWARE)
 
 class RecordPage:
     def __init__(self, desktop, program_path, board, protected=False):
-        self.program = Program(desktop, [program_path], env={"BRAN_SIMULATOR": board})
+        self.program = Program(desktop, [with_simulator(desktop, program_path)],
+                               env={"BRAN_SIMULATOR": board})
         self.protected = protected
 
     def __enter__(self):

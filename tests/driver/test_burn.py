@@ -10,7 +10,7 @@ import subprocess
 import sys
 import tempfile
 
-from driver import Desktop, DriverError, Program
+from driver import Desktop, DriverError, Program, with_simulator
 
 TITLE = "TOVAlink [V2.01.03 by 2018-06-24-gbc70b797]"
 BASE = 0x01000000
@@ -144,7 +144,7 @@ def main():
         os.chdir(folder)
         make_files()
         try:
-            run(desktop, program_path)
+            run(desktop, with_simulator(desktop, program_path))
         except DriverError as error:
             sys.exit(f"FAILED: {error}")
         finally:
