@@ -5,7 +5,7 @@
 class QString;
 class QWidget;
 
-/// The board library's text for a result code.
+/// The board library's text for a result code, cut off where it is longer than a box can show.
 QString boardErrorText(BRAN_ERR_T code);
 
 /// Shows the failure of a board operation in a modal warning box.

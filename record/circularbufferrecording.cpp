@@ -1,4 +1,3 @@
-#include "board/errorreport.h"
 #include "record/rate.h"
 #include "record/recordfile.h"
 #include "record/streamingtab.h"
@@ -6,7 +5,6 @@
 
 #include <QCheckBox>
 #include <QCoreApplication>
-#include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -56,15 +54,14 @@ void TOVAStreamingTab::circularBufferRoutine()
     std::uint32_t bytesSinceRefresh = 0;
     std::uint32_t readCount = 0;
     while (true) {
-        const BRAN_ERR_T result = BRAN_GetRecordData(
-            m_recordContext, m_circularBuffer + ring.cursor, readSize, bytesRead);
+        const BRAN_ERR_T result = readTrace(m_circularBuffer + ring.cursor, readSize, bytesRead);
         if (result == BRAN_RECORDING_FINISHED || m_brutalStop) {
             ring.advance(m_circularBuffer, m_circularBufferSize, bytesRead);
             break;
         }
         ++readCount;
         if (result != BRAN_SUCCESS) {
-            reportBoardError(this, result);
+            reportReadFailure(result);
             m_statusLabel->setText(
                 QStringLiteral("Read %1 bytes. Cursor at %2. Read count : %3 (Stopped on error!)")
                     .arg(static_cast<std::uint32_t>(ring.totalBytes))
@@ -122,25 +119,22 @@ bool TOVAStreamingTab::provideRing(std::uint32_t size)
     return false;
 }
 
-/// Writes the ring into the record file, oldest byte first.
+/// Saves the ring in the record file; as long as that fails, the user may choose another one.
 void TOVAStreamingTab::saveRing(const Ring& ring)
 {
     // The user may take minutes to answer below, and a late timer must not change how it ended.
     const QString stop = stopWord();
-    QFile file;
-    if (!openOrChoseAgain(file)) {
-        m_statusLabel->setText(
-            QStringLiteral("(Stopped %1, user has chosen not to save).").arg(stop));
-        stopped();
-        return;
+    QString problem = writeRing(ring);
+    while (!problem.isEmpty()) {
+        if (!wantsToChoseAgain(problem)) {
+            m_statusLabel->setText(
+                QStringLiteral("(Stopped %1, user has chosen not to save).").arg(stop));
+            stopped();
+            return;
+        }
+        choseRecFile();
+        problem = writeRing(ring);
     }
-    rememberRecordFile();
-    writeRecordFileHeader(file, m_newExlFormatCheck->isChecked());
-    if (ring.hasWrapped()) {
-        file.write(m_circularBuffer + ring.cursor, m_circularBufferSize - ring.cursor);
-    }
-    file.write(m_circularBuffer, ring.cursor);
-    file.close();
     m_statusLabel->setText(
         ring.hasWrapped()
             ? QStringLiteral("Dumped last full buffer. (Stopped %1, saved).").arg(stop)
@@ -149,15 +143,30 @@ void TOVAStreamingTab::saveRing(const Ring& ring)
     stopped();
 }
 
-/// Opens the record file for the save; as long as that fails, the user may choose another one.
-/// False if he gives up.
-bool TOVAStreamingTab::openOrChoseAgain(QFile& file)
+/// Writes the ring into the record file, oldest byte first. What went wrong, empty if nothing did.
+QString TOVAStreamingTab::writeRing(const Ring& ring)
 {
-    file.setFileName(recordFileName());
-    while (!file.open(QIODevice::WriteOnly)) {
-        QMessageBox box(QMessageBox::Warning, QStringLiteral("TOVAlink"),
-                        QStringLiteral("Cannot open file for writing.\nFile may be in read-only "
-                                       "mode, or it is already opened by another application.\n"),
+    RecordFile file;
+    if (!file.open(recordFileName())) {
+        return QStringLiteral(
+            "Cannot open file for writing.\nFile may be in read-only mode, or it is "
+            "already opened by another application.\n");
+    }
+    rememberRecordFile();
+    bool isWhole = file.writeHeader(m_newExlFormatCheck->isChecked());
+    if (ring.hasWrapped()) {
+        isWhole = isWhole &&
+                  file.write(m_circularBuffer + ring.cursor, m_circularBufferSize - ring.cursor);
+    }
+    isWhole = isWhole && file.write(m_circularBuffer, ring.cursor) && file.flush();
+    return file.close() && isWhole ? QString() : file.failureText();
+}
+
+/// Asks whether the recording, which is still in memory, is to be saved in another file.
+bool TOVAStreamingTab::wantsToChoseAgain(const QString& problem)
+{
+    while (true) {
+        QMessageBox box(QMessageBox::Warning, QStringLiteral("TOVAlink"), problem,
                         QMessageBox::NoButton, this);
         box.setTextFormat(Qt::PlainText);
         auto* choseAgain = box.addButton(QStringLiteral("Chose again"), QMessageBox::AcceptRole);
@@ -165,13 +174,8 @@ bool TOVAStreamingTab::openOrChoseAgain(QFile& file)
         box.setDefaultButton(choseAgain);
         box.setEscapeButton(cancel);
         box.exec();
-        if (box.clickedButton() == cancel) {
-            return false;
-        }
-        if (box.clickedButton() == choseAgain) {
-            choseRecFile();
-            file.setFileName(recordFileName());
+        if (box.clickedButton() == choseAgain || box.clickedButton() == cancel) {
+            return box.clickedButton() == choseAgain;
         }
     }
-    return true;
 }

@@ -1,15 +1,14 @@
-#include "board/errorreport.h"
+#include "record/recordfile.h"
 #include "record/streamingtab.h"
 
 #include <QCoreApplication>
-#include <QFile>
 #include <QLabel>
 #include <QPushButton>
 #include <QTimer>
 
 void TOVAStreamingTab::bufferModeRoutine()
 {
-    QFile file;
+    RecordFile file;
     if (!beginRecordingTo(file)) {
         return;
     }
@@ -19,10 +18,11 @@ void TOVAStreamingTab::bufferModeRoutine()
     unsigned int bytesRead = 0;
     std::uint32_t totalBytes = 0;
     while (true) {
-        const BRAN_ERR_T result =
-            BRAN_GetRecordData(m_recordContext, chunk.data(), chunkSize, bytesRead);
+        const BRAN_ERR_T result = readTrace(chunk.data(), chunkSize, bytesRead);
         if (result == BRAN_RECORDING_FINISHED || m_brutalStop) {
-            file.write(chunk.data(), bytesRead);
+            if (!file.write(chunk.data(), bytesRead) || !file.flush()) {
+                break;
+            }
             showRecorded(totalBytes + bytesRead, stopWord());
             setStartStopEnabled(true);
             stopped();
@@ -30,7 +30,10 @@ void TOVAStreamingTab::bufferModeRoutine()
             return;
         }
         if (result != BRAN_SUCCESS) {
-            reportBoardError(this, result);
+            if (!file.flush()) {
+                break;
+            }
+            reportReadFailure(result);
             setStartStopEnabled(true);
             stopped();
             showRecorded(totalBytes, QStringLiteral("on error"));
@@ -38,9 +41,13 @@ void TOVAStreamingTab::bufferModeRoutine()
             return;
         }
         totalBytes += bytesRead;
-        file.write(chunk.data(), bytesRead);
-
+        if (!file.write(chunk.data(), bytesRead)) {
+            break;
+        }
         if (sinceRefresh.isDue()) {
+            if (!file.flush()) {
+                break;
+            }
             if (totalBytes == 0) {
                 m_statusLabel->setText(QStringLiteral("Waiting for trigger..."));
             } else {
@@ -50,6 +57,7 @@ void TOVAStreamingTab::bufferModeRoutine()
             QCoreApplication::processEvents();
         }
     }
+    stopAfterFailedWrite(file);
 }
 
 /// Shows that the trigger has fired, and takes the stop away: what the board's buffer holds is

@@ -1,14 +1,13 @@
-#include "board/errorreport.h"
 #include "record/rate.h"
+#include "record/recordfile.h"
 #include "record/streamingtab.h"
 
 #include <QCoreApplication>
-#include <QFile>
 #include <QLabel>
 
 void TOVAStreamingTab::onTheFlyRoutine()
 {
-    QFile file;
+    RecordFile file;
     if (!beginRecordingTo(file)) {
         return;
     }
@@ -17,17 +16,21 @@ void TOVAStreamingTab::onTheFlyRoutine()
     std::uint32_t totalBytes = 0;
     std::uint32_t bytesSinceRefresh = 0;
     while (true) {
-        const BRAN_ERR_T result =
-            BRAN_GetRecordData(m_recordContext, m_readBuffer.data(), readSize, bytesRead);
+        const BRAN_ERR_T result = readTrace(m_readBuffer.data(), readSize, bytesRead);
         if (result == BRAN_RECORDING_FINISHED || m_brutalStop) {
-            file.write(m_readBuffer.data(), bytesRead);
+            if (!file.write(m_readBuffer.data(), bytesRead) || !file.flush()) {
+                break;
+            }
             showRecorded(totalBytes + bytesRead, stopWord());
             stopped();
             file.close();
             return;
         }
         if (result != BRAN_SUCCESS) {
-            reportBoardError(this, result);
+            if (!file.flush()) {
+                break;
+            }
+            reportReadFailure(result);
             showRecorded(totalBytes, QStringLiteral("on error"));
             file.close();
             stopped();
@@ -35,9 +38,13 @@ void TOVAStreamingTab::onTheFlyRoutine()
         }
         totalBytes += bytesRead;
         bytesSinceRefresh += bytesRead;
-        file.write(m_readBuffer.data(), bytesRead);
-
+        if (!file.write(m_readBuffer.data(), bytesRead)) {
+            break;
+        }
         if (sinceRefresh.isDue()) {
+            if (!file.flush()) {
+                break;
+            }
             m_statusLabel->setText(QStringLiteral("Recorded %1 bytes (%2 KB/s).")
                                        .arg(QString::number(totalBytes),
                                             rateText(bytesSinceRefresh, sinceRefresh.elapsed())));
@@ -46,4 +53,5 @@ void TOVAStreamingTab::onTheFlyRoutine()
             bytesSinceRefresh = 0;
         }
     }
+    stopAfterFailedWrite(file);
 }

@@ -1,13 +1,73 @@
 #include "record/recordfile.h"
 
-#include <QFile>
+#include <cstring>
 
-#include <array>
+bool RecordFile::open(const QString& name)
+{
+    m_file.setFileName(name);
+    return m_file.open(QIODevice::WriteOnly | QIODevice::Unbuffered);
+}
 
-void writeRecordFileHeader(QFile& file, bool newExlFormat)
+bool RecordFile::writeHeader(bool newExlFormat)
 {
     constexpr std::array<char, 4> magic = {'D', 'B', 'G', 'P'};
     const std::array<char, 4> format = {1, 0, newExlFormat ? char(2) : char(1), 0};
-    file.write(magic.data(), magic.size());
-    file.write(format.data(), format.size());
+    return write(magic.data(), magic.size()) && write(format.data(), format.size());
+}
+
+bool RecordFile::write(const char* bytes, std::size_t count)
+{
+    if (m_buffered + count > m_buffer.size() && !flush()) {
+        return false;
+    }
+    if (count >= m_buffer.size()) {
+        return writeThrough(bytes, count);
+    }
+    std::memcpy(m_buffer.data() + m_buffered, bytes, count);
+    m_buffered += count;
+    return m_failure.isNull();
+}
+
+bool RecordFile::flush()
+{
+    const std::size_t count = m_buffered;
+    m_buffered = 0;
+    return writeThrough(m_buffer.data(), count);
+}
+
+bool RecordFile::close()
+{
+    flush();
+    m_file.close();
+    // Some file systems tell only now that they have no room for what they took.
+    if (m_failure.isNull() && m_file.error() != QFileDevice::NoError) {
+        m_failure = m_file.errorString();
+    }
+    return m_failure.isNull();
+}
+
+QString RecordFile::failureText() const
+{
+    return QStringLiteral(
+               "Cannot write %1: %2. The first %3 bytes of the recording are in the file.")
+        .arg(m_file.fileName(), m_failure, QString::number(traceBytes()));
+}
+
+bool RecordFile::writeThrough(const char* bytes, std::size_t count)
+{
+    if (!m_failure.isNull()) {
+        return false;
+    }
+    while (count > 0) {
+        // A disk that fills up takes a part and gives no reason; only the next try tells it.
+        const qint64 written = m_file.write(bytes, static_cast<qint64>(count));
+        if (written <= 0) {
+            m_failure = m_file.errorString();
+            return false;
+        }
+        m_written += written;
+        bytes += written;
+        count -= static_cast<std::size_t>(written);
+    }
+    return true;
 }

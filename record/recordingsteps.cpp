@@ -6,8 +6,15 @@
 
 #include <QCheckBox>
 #include <QCoreApplication>
-#include <QFile>
 #include <QLabel>
+#include <QTimer>
+
+namespace
+{
+
+constexpr auto impossibleRead = BRAN_ERR_T(0xFFFFFFFF);
+
+} // namespace
 
 bool TOVAStreamingTab::hasRecordFileName()
 {
@@ -20,13 +27,12 @@ bool TOVAStreamingTab::hasRecordFileName()
 
 /// Opens the record file, starts the recording and writes the file's header; false if the recording
 /// does not run, which the user has been told.
-bool TOVAStreamingTab::beginRecordingTo(QFile& file)
+bool TOVAStreamingTab::beginRecordingTo(RecordFile& file)
 {
     if (!hasRecordFileName()) {
         return false;
     }
-    file.setFileName(recordFileName());
-    if (!file.open(QIODevice::WriteOnly)) {
+    if (!file.open(recordFileName())) {
         showWarning(this, QStringLiteral("Tovalink"),
                     QStringLiteral("Cannot open file for writing. File may be in read-only mode, "
                                    "or it is already opened by another application"));
@@ -38,7 +44,10 @@ bool TOVAStreamingTab::beginRecordingTo(QFile& file)
         stopped();
         return false;
     }
-    writeRecordFileHeader(file, m_newExlFormatCheck->isChecked());
+    if (!file.writeHeader(m_newExlFormatCheck->isChecked()) || !file.flush()) {
+        stopAfterFailedWrite(file);
+        return false;
+    }
     return true;
 }
 
@@ -52,18 +61,64 @@ bool TOVAStreamingTab::startRecording()
         reportBoardError(this, result);
         m_statusLabel->setText(QStringLiteral("Stopped on error."));
     }
-    return result == BRAN_SUCCESS;
+    m_libraryRuns = result == BRAN_SUCCESS;
+    m_stopRequested = false;
+    return m_libraryRuns;
 }
 
-/// Ends a recording that cannot be kept: asks the library to stop and drops what still comes.
+/// Reads trace bytes. A count above `size` would lead past the end of the buffer, so it is taken as
+/// a failed read without bytes, whatever the result that came with it.
+BRAN_ERR_T TOVAStreamingTab::readTrace(char* buffer, unsigned int size, unsigned int& bytesRead)
+{
+    BRAN_ERR_T result = BRAN_GetRecordData(m_recordContext, buffer, size, bytesRead);
+    m_impossibleRead = bytesRead > size ? bytesRead : 0;
+    if (m_impossibleRead != 0) {
+        bytesRead = 0;
+        result = impossibleRead;
+    }
+    m_libraryRuns = result == BRAN_SUCCESS && !m_brutalStop;
+    return result;
+}
+
+void TOVAStreamingTab::reportReadFailure(BRAN_ERR_T result)
+{
+    if (m_impossibleRead == 0) {
+        reportBoardError(this, result);
+        return;
+    }
+    showWarning(
+        this, QStringLiteral("Tovalink"),
+        QStringLiteral("The board library reported %1 bytes, which is more than it was asked "
+                       "for. They were not recorded.")
+            .arg(m_impossibleRead));
+}
+
+/// Ends a recording whose file takes no more bytes, and tells how many are safe.
+void TOVAStreamingTab::stopAfterFailedWrite(RecordFile& file)
+{
+    showRecorded(file.traceBytes(), QStringLiteral("on error"));
+    if (m_libraryRuns) {
+        endStartedRecording();
+    }
+    file.close();
+    showWarning(this, QStringLiteral("Tovalink"), file.failureText());
+    stopped();
+}
+
+/// Ends a recording that cannot be kept: asks the library to stop and drops what still comes. If
+/// the library does not answer, the brutal stop is offered.
 void TOVAStreamingTab::endStartedRecording()
 {
-    requestStop();
+    // The hardware trigger has taken this away, and with it the brutal stop.
+    m_recording = true;
+    if (!m_stopRequested) {
+        requestStop();
+    } else if (!m_countDownTimer->isActive()) {
+        waitForStop();
+    }
     RefreshClock sinceRefresh(m_clock);
     unsigned int bytesRead = 0;
-    while (BRAN_GetRecordData(m_recordContext, m_readBuffer.data(), readSize, bytesRead) ==
-               BRAN_SUCCESS &&
-           !m_brutalStop) {
+    while (!m_brutalStop && readTrace(m_readBuffer.data(), readSize, bytesRead) == BRAN_SUCCESS) {
         if (sinceRefresh.isDue()) {
             sinceRefresh.restart();
             QCoreApplication::processEvents();
@@ -84,7 +139,7 @@ QString TOVAStreamingTab::stopWord() const
 }
 
 /// Shows the final line of a recording that went to its file directly.
-void TOVAStreamingTab::showRecorded(std::uint32_t bytes, const QString& end)
+void TOVAStreamingTab::showRecorded(qint64 bytes, const QString& end)
 {
     m_statusLabel->setText(
         QStringLiteral("Recorded %1 bytes. (Stopped %2!)").arg(QString::number(bytes), end));

@@ -22,7 +22,9 @@ QString countDownText(int seconds)
 void TOVAStreamingTab::go()
 {
     if (m_recording) {
-        requestStop();
+        if (!m_stopRequested) {
+            requestStop();
+        }
         return;
     }
     if (m_inLoop) {
@@ -43,7 +45,13 @@ void TOVAStreamingTab::go()
 
 void TOVAStreamingTab::requestStop()
 {
+    m_stopRequested = true;
     BRAN_StopRecordingRequest(m_recordContext);
+    waitForStop();
+}
+
+void TOVAStreamingTab::waitForStop()
+{
     m_reenableTimer->stop();
     m_stopTimer->start(stopTimeoutMs);
     setStartStopEnabled(false);

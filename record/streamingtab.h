@@ -8,11 +8,11 @@
 
 class QCheckBox;
 class QComboBox;
-class QFile;
 class QLabel;
 class QLineEdit;
 class QPushButton;
 class QTimer;
+class RecordFile;
 
 /// The page "Record": sets up the board's trace capture and records the trace into a file. A
 /// recording runs to its end inside the click that started it; the clicks and timers that stop it
@@ -80,19 +80,24 @@ private:
     void bufferModeRoutine();
 
     bool hasRecordFileName();
-    bool beginRecordingTo(QFile& file);
+    bool beginRecordingTo(RecordFile& file);
     bool startRecording();
+    BRAN_ERR_T readTrace(char* buffer, unsigned int size, unsigned int& bytesRead);
+    void reportReadFailure(BRAN_ERR_T result);
+    void stopAfterFailedWrite(RecordFile& file);
     void endStartedRecording();
     void requestStop();
+    void waitForStop();
     void rememberRecordFile();
     QString stopWord() const;
-    void showRecorded(std::uint32_t bytes, const QString& end);
+    void showRecorded(qint64 bytes, const QString& end);
     void showTriggered(std::uint32_t totalBytes);
 
     std::uint32_t ringSizeFromUser();
     bool provideRing(std::uint32_t size);
     void saveRing(const Ring& ring);
-    bool openOrChoseAgain(QFile& file);
+    QString writeRing(const Ring& ring);
+    bool wantsToChoseAgain(const QString& problem);
 
     QComboBox* m_recFileCombo = nullptr;
     QLabel* m_statusLabel = nullptr;
@@ -132,6 +137,11 @@ private:
     QTimer* m_reenableTimer = nullptr;
     /// True while a loop runs. m_recording is not: the hardware trigger clears it early.
     bool m_inLoop = false;
+    /// True from a successful start until the library, or a brutal stop, has ended the recording.
+    bool m_libraryRuns = false;
+    bool m_stopRequested = false;
+    /// What the library claimed to have read when that was more than it was asked for, else 0.
+    unsigned int m_impossibleRead = 0;
     /// Where the keyboard focus went when the focused start/stop button was disabled.
     QWidget* m_parkedFocus = nullptr;
 };
