@@ -36,7 +36,8 @@ QString summary(const BRAN_FLASH_IMAGE_T& image)
 
 void TOVABrannelTab::go()
 {
-    // A shortcut clicks the button after a moment, when another key may have started a burn already.
+    // A shortcut clicks the button after a moment, when another key may have started a burn
+    // already.
     if (!m_burnButton->isEnabled()) {
         return;
     }

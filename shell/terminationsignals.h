@@ -2,8 +2,8 @@
 
 #include <QObject>
 
-/// Turns the signals by which a session or a terminal ends the program into an event, so that it ends
-/// as it does when its window is closed, with nothing lost.
+/// Turns the signals by which a session or a terminal ends the program into an event, so that it
+/// ends as it does when its window is closed, with nothing lost.
 class TerminationSignals : public QObject
 {
     Q_OBJECT

@@ -15,8 +15,7 @@ class ChildBox : public Frame
 {
 public:
     template <class... Arguments>
-    explicit ChildBox(Arguments&&... arguments)
-        : Frame(std::forward<Arguments>(arguments)...)
+    explicit ChildBox(Arguments&&... arguments) : Frame(std::forward<Arguments>(arguments)...)
     {
     }
 

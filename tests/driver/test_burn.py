@@ -151,4 +151,5 @@ def main():
             os.chdir("/")
 
 
-main()
+if __name__ == "__main__":
+    main()
