@@ -114,7 +114,7 @@ BRAN_ERR_T BRAN_GetRecordData(BRAN_RECORD_CONTEXT_T& /*context*/, char* buffer, 
     const ScriptedBoard::Read read = board.reads.takeFirst();
     Q_ASSERT(read.bytes.size() <= int(size));
     std::copy(read.bytes.begin(), read.bytes.end(), buffer);
-    bytesRead = unsigned(read.bytes.size());
+    bytesRead = read.claims != 0 ? read.claims : unsigned(read.bytes.size());
     board.now += read.lasts;
     if (read.meanwhile) {
         read.meanwhile();
@@ -135,5 +135,5 @@ const char* BRAN_GetErrorString(BRAN_ERR_T error)
 {
     const auto& texts = ScriptedBoard::instance().texts;
     const auto text = texts.find(error);
-    return text != texts.end() ? text->constData() : "unscripted error";
+    return text == texts.end() ? "unscripted error" : text->isNull() ? nullptr : text->constData();
 }

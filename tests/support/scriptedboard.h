@@ -46,6 +46,8 @@ public:
         qint64 lasts = 0;
         /// What happens meanwhile, before the read returns.
         std::function<void()> meanwhile = {};
+        /// The number of bytes that it tells, where that is a lie.
+        unsigned int claims = 0;
     };
 
     /// The answers in their order; a recording is finished when there is none left.
