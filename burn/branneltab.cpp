@@ -78,7 +78,7 @@ void TOVABrannelTab::rememberFolder(const QString& file, const FileKind& kind)
 
 void TOVABrannelTab::started()
 {
-    setControlsEnabled(false);
+    m_focus.watch(*this, [this] { setControlsEnabled(false); });
     emit greyParentGUI();
 }
 
@@ -86,6 +86,7 @@ void TOVABrannelTab::stopped()
 {
     emit ungreyParentGUI();
     setControlsEnabled(true);
+    m_focus.giveBack();
 }
 
 void TOVABrannelTab::setControlsEnabled(bool enabled)

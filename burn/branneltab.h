@@ -2,6 +2,7 @@
 
 #include "board/branlib.h"
 #include "widgets/boxes.h"
+#include "widgets/focuskeeper.h"
 
 #include <optional>
 
@@ -69,4 +70,5 @@ private:
     QLabel* m_imageInfoLabel = nullptr;
     Q3VGroupBox* m_lodGroupBox = nullptr;
     Q3VGroupBox* m_cfpGroupBox = nullptr;
+    FocusKeeper m_focus;
 };

@@ -110,12 +110,12 @@ bool TOVAStreamingTab::provideRing(std::uint32_t size)
     if (m_circularBuffer != nullptr) {
         return true;
     }
+    m_statusLabel->setText(QStringLiteral("Stopped on error."));
     endStartedRecording();
     showWarning(this, QStringLiteral("Tovalink"),
                 QStringLiteral("Nothing was recorded, because there is no memory for a buffer of "
                                "%1 bytes. Choose a smaller size.")
                     .arg(blockSize));
-    m_statusLabel->setText(QStringLiteral("Stopped on error."));
     return false;
 }
 

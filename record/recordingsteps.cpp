@@ -124,6 +124,7 @@ void TOVAStreamingTab::endStartedRecording()
             QCoreApplication::processEvents();
         }
     }
+    endStopControl();
 }
 
 void TOVAStreamingTab::rememberRecordFile()

@@ -1,5 +1,7 @@
+#include "config/configuration.h"
 #include "record/streamingtab.h"
 
+#include <QApplication>
 #include <QEventLoopLocker>
 #include <QPushButton>
 #include <QScopedValueRollback>
@@ -22,12 +24,12 @@ QString countDownText(int seconds)
 void TOVAStreamingTab::go()
 {
     if (m_recording) {
-        if (!m_stopRequested) {
+        if (m_libraryRuns && !m_stopRequested) {
             requestStop();
         }
         return;
     }
-    if (m_inLoop) {
+    if (m_inLoop || isDoubleClickOnStop()) {
         return;
     }
     const QScopedValueRollback<bool> inLoop(m_inLoop, true);
@@ -55,6 +57,25 @@ void TOVAStreamingTab::waitForStop()
     m_reenableTimer->stop();
     m_stopTimer->start(stopTimeoutMs);
     setStartStopEnabled(false);
+}
+
+/// Takes the brutal stop away, which a recording that is over needs no more.
+void TOVAStreamingTab::endStopControl()
+{
+    m_countDownTimer->stop();
+    m_stopTimer->stop();
+    if (window()->focusWidget() == m_brutalStopButton) {
+        m_startStopButton->setFocus();
+    }
+    m_brutalStopButton->hide();
+}
+
+/// Whether a click on "Start!" is the second one of a double click on "Stop!", or one that came too
+/// late for it; it would overwrite what has just been recorded.
+bool TOVAStreamingTab::isDoubleClickOnStop() const
+{
+    return TOVAConfiguration::m_isDoubleClickedProtected && m_endOfLast &&
+           m_clock() - *m_endOfLast < QApplication::doubleClickInterval();
 }
 
 void TOVAStreamingTab::brutalTimer()

@@ -2,8 +2,10 @@
 
 #include "config/configuration.h"
 #include "widgets/recentfiles.h"
+#include "widgets/warningbox.h"
 
 #include <QComboBox>
+#include <QCoreApplication>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QMessageBox>
@@ -41,7 +43,10 @@ QString askForRecordFile(QWidget* parent, QString start)
             return chosen;
         }
         QString file = withSuffix(chosen, QStringLiteral("prf"));
-        if (!QFileInfo::exists(file) || userReplaces(parent, file)) {
+        if (QFileInfo(file).isDir()) {
+            showWarning(parent, QStringLiteral("Tovalink"),
+                        QStringLiteral("Cannot record into %1, because it is a folder.").arg(file));
+        } else if (!QFileInfo::exists(file) || userReplaces(parent, file)) {
             return file;
         }
         start = file;
@@ -128,20 +133,25 @@ void TOVAStreamingTab::started()
 
 void TOVAStreamingTab::reenableButton()
 {
+    // Where a read has blocked, the second click of a double click may still be waiting.
+    QCoreApplication::processEvents();
     setStartStopEnabled(true);
 }
 
 void TOVAStreamingTab::stopped()
 {
-    m_recording = false;
+    // A click that was meant for "Stop!" may still be waiting, or the button be held down. As
+    // "Start!" it would overwrite what has just been recorded.
     m_reenableTimer->stop();
+    setStartStopEnabled(false);
+    QCoreApplication::processEvents();
+    m_recording = false;
+    m_endOfLast = m_clock();
     m_startStopButton->setText(QStringLiteral("Start!"));
     setStartStopEnabled(true);
-    m_brutalStopButton->hide();
+    endStopControl();
     setOptionsEnabled(true);
     emit ungreyParentGUI();
-    m_countDownTimer->stop();
-    m_stopTimer->stop();
 }
 
 void TOVAStreamingTab::setOptionsEnabled(bool enabled)
@@ -153,18 +163,15 @@ void TOVAStreamingTab::setOptionsEnabled(bool enabled)
     }
 }
 
-/// Enables or disables the start/stop button without taking the keyboard focus from it for good:
-/// unless the user has moved the focus meanwhile, it comes back with the button.
 void TOVAStreamingTab::setStartStopEnabled(bool enabled)
 {
     if (enabled == m_startStopButton->isEnabled()) {
         return;
     }
-    const bool hadFocus = window()->focusWidget() == m_startStopButton;
-    m_startStopButton->setEnabled(enabled);
-    if (!enabled) {
-        m_parkedFocus = hadFocus ? window()->focusWidget() : nullptr;
-    } else if (m_parkedFocus != nullptr && m_parkedFocus == window()->focusWidget()) {
-        m_startStopButton->setFocus();
+    if (enabled) {
+        m_startStopButton->setEnabled(true);
+        m_focus.giveBack();
+    } else {
+        m_focus.watch(*this, [this] { m_startStopButton->setEnabled(false); });
     }
 }

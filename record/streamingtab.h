@@ -3,8 +3,10 @@
 #include "board/branlib.h"
 #include "record/refreshclock.h"
 #include "widgets/boxes.h"
+#include "widgets/focuskeeper.h"
 
 #include <array>
+#include <optional>
 
 class QCheckBox;
 class QComboBox;
@@ -88,6 +90,8 @@ private:
     void endStartedRecording();
     void requestStop();
     void waitForStop();
+    void endStopControl();
+    bool isDoubleClickOnStop() const;
     void rememberRecordFile();
     QString stopWord() const;
     void showRecorded(qint64 bytes, const QString& end);
@@ -142,6 +146,7 @@ private:
     bool m_stopRequested = false;
     /// What the library claimed to have read when that was more than it was asked for, else 0.
     unsigned int m_impossibleRead = 0;
-    /// Where the keyboard focus went when the focused start/stop button was disabled.
-    QWidget* m_parkedFocus = nullptr;
+    FocusKeeper m_focus;
+    /// When the last recording ended, by the clock.
+    std::optional<qint64> m_endOfLast;
 };

@@ -44,8 +44,10 @@ QLineEdit* createAddressRow(const QString& text, QWidget* group)
     tighten(*row);
     auto* label = new PlainLabel(text, row);
     label->setFixedWidth(addressLabelWidth);
-    // The text is wider than the label with most fonts.
+    // The text is wider than the label with most fonts, and a row gives no height for more lines.
     label->setWordWrap(true);
+    label->ensurePolished();
+    label->setMinimumHeight(label->heightForWidth(addressLabelWidth));
     auto* edit = new QLineEdit(row);
     limitToHex(edit, anyAddress);
     return edit;
