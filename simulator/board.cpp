@@ -1,98 +1,58 @@
 #include "simulator/board.h"
 
-#include <algorithm>
+#include "simulator/support.h"
+
 #include <cstdlib>
-#include <new>
-#include <stdexcept>
+#include <optional>
 
 namespace simulator
 {
 namespace
 {
 
+// By this text the build tells its own library from the maker's, which it must not overwrite.
+[[gnu::used]] constexpr const char* mark = "Tovalink simulated board";
+
 std::optional<Board> theBoard;
 std::map<Operation, std::string> failures;
 
-void keepText(Operation operation, const char* text) noexcept
+// As long as the parameters are wrong there is no board, and every operation fails with their text.
+Board& board()
 {
-    try {
-        failures[operation] = text;
-    } catch (...) {
-        failures.erase(operation);
+    if (!theBoard) {
+        const char* text = std::getenv("BRAN_SIMULATOR");
+        try {
+            theBoard = Board{parseParameters(text ? text : "")};
+        } catch (const std::runtime_error& error) {
+            fail("BRAN_SIMULATOR: ", error.what());
+        }
     }
+    return *theBoard;
 }
 
 } // namespace
 
-Board::Board(const char* parameterText)
+std::string Board::begin(Operation operation)
 {
-    try {
-        m_parameters = parseParameters(parameterText ? parameterText : "");
-    } catch (const std::runtime_error& error) {
-        m_parameterError = std::string("BRAN_SIMULATOR: ") + error.what();
-    }
-}
-
-std::optional<std::string> Board::begin(Operation operation)
-{
-    const std::uint32_t occurrence = ++m_occurrences[operation];
-    for (const Fault& fault : m_parameters.faults) {
+    const std::uint64_t occurrence = ++occurrences[operation];
+    for (const Fault& fault : parameters.faults) {
         if (fault.operation == operation &&
             (fault.occurrence == 0 || fault.occurrence == occurrence)) {
             return fault.text;
         }
     }
-    return std::nullopt;
+    return {};
 }
 
 void Board::beginOrFail(Operation operation)
 {
-    if (const auto fault = begin(operation)) {
-        throw std::runtime_error(*fault);
-    }
-}
-
-std::uint32_t Board::occurrences(Operation operation) const
-{
-    const auto found = m_occurrences.find(operation);
-    return found == m_occurrences.end() ? 0 : found->second;
-}
-
-void Board::requireParameters() const
-{
-    if (!m_parameterError.empty()) {
-        throw std::runtime_error(m_parameterError);
-    }
+    const std::string fault = begin(operation);
+    require(fault.empty(), fault);
 }
 
 void Board::requirePresence() const
 {
-    if (!m_parameters.boardPresent) {
-        throw std::runtime_error("no board is connected");
-    }
-}
-
-// A flash file is opened for each use, so that one which was removed meanwhile is made anew.
-Flash& Board::flash()
-{
-    if (!m_flash || !m_parameters.flashFile.empty()) {
-        m_flash.emplace(m_parameters.flashFile);
-    }
-    return *m_flash;
-}
-
-void Board::unplug()
-{
-    m_recording.reset();
-    m_parameters.boardPresent = false;
-}
-
-Board& board()
-{
-    if (!theBoard) {
-        theBoard.emplace(std::getenv("BRAN_SIMULATOR"));
-    }
-    return *theBoard;
+    require(parameters.boardPresent, "no board is connected");
 }
 
 void forgetBoard()
@@ -100,24 +60,41 @@ void forgetBoard()
     theBoard.reset();
 }
 
-BRAN_ERR_T rememberFailure(Operation operation) noexcept
+BRAN_ERR_T attempt(Operation operation, const std::function<void(Board&)>& action)
 {
     try {
-        throw;
-    } catch (const std::bad_alloc&) {
-        keepText(operation, "out of memory");
+        action(board());
+        return BRAN_SUCCESS;
     } catch (const std::exception& error) {
-        keepText(operation, error.what());
-    } catch (...) {
-        keepText(operation, "unexpected failure");
+        failures[operation] = error.what();
+        return static_cast<BRAN_ERR_T>(operation);
     }
-    return static_cast<BRAN_ERR_T>(operation);
-}
-
-const char* lastFailure(Operation operation) noexcept
-{
-    const auto found = failures.find(operation);
-    return found == failures.end() ? nullptr : found->second.c_str();
 }
 
 } // namespace simulator
+
+using namespace simulator;
+
+BRAN_ERR_T BRAN_GetVersion(unsigned int* version)
+{
+    return attempt(Operation::Version, [&](Board& board) {
+        board.beginOrFail(Operation::Version);
+        board.requirePresence();
+        *version = board.parameters.version;
+    });
+}
+
+// No target is attached to the simulated board, so there is nothing to be seen of a reset.
+void BRAN_ResetTarget() {}
+
+const char* BRAN_GetErrorString(BRAN_ERR_T error)
+{
+    if (error == BRAN_SUCCESS) {
+        return "no error";
+    }
+    if (error == BRAN_RECORDING_FINISHED) {
+        return "the recording has finished";
+    }
+    const auto found = failures.find(static_cast<Operation>(error));
+    return found == failures.end() ? "unknown error" : found->second.c_str();
+}

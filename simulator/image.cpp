@@ -1,101 +1,115 @@
-#include "simulator/image.h"
-
-#include "simulator/flash.h"
-#include "simulator/hex.h"
+#include "simulator/board.h"
 #include "simulator/intelhex.h"
+#include "simulator/support.h"
 
 #include <algorithm>
-#include <fcntl.h>
-#include <istream>
-#include <limits>
-#include <stdexcept>
-#include <string>
 
-namespace simulator
-{
+using namespace simulator;
+
 namespace
 {
 
+constexpr std::uint64_t largestLoadFile = 0x8000000;
 constexpr std::uint64_t sectorSize = 0x10000;
 // An end address is the one behind the last byte and has 32 bits too.
 constexpr std::uint64_t largestEnd = std::numeric_limits<std::uint32_t>::max();
 
-void checkEnd(std::uint64_t end)
+std::string readFile(const char* path, std::uint64_t room)
 {
-    if (end > largestEnd) {
-        throw std::runtime_error("the image does not end before address " + hexAddress(largestEnd));
-    }
+    std::filebuf file;
+    openFile(file, path, std::ios::in);
+    const std::streamoff size = file.pubseekoff(0, std::ios::end);
+    require(size > 0, "the file is empty");
+    require(std::uint64_t(size) <= room, "the file holds ", size, " bytes, there is room for ",
+            room);
+    std::string bytes(std::size_t(size), '\0');
+    file.pubseekpos(0);
+    require(file.sgetn(bytes.data(), size) == size, "the file ends too early");
+    return bytes;
 }
+
+// A flash image in PC memory: the record that the caller reads, and what stands behind it.
+class Image : public BRAN_FLASH_IMAGE_T
+{
+public:
+    Image(std::uint32_t imageSize, std::uint32_t address, bool fullImage)
+        : BRAN_FLASH_IMAGE_T{},
+          m_isFull(fullImage)
+    {
+        m_bytes.assign(imageSize, '\xFF');
+        fullSize = imageSize;
+        data = m_bytes.data();
+        setData(address, address);
+    }
+
+    // Places a file, the first one as load file and later ones as calibration files. A file that
+    // fails leaves the image as it was.
+    std::uint32_t fill(const char* path)
+    {
+        if (m_isLoaded) {
+            return placeCalibrationFile(path);
+        }
+        const HexData hex = readIntelHex(readFile(path, largestLoadFile), fullSize);
+        setData(hex.lowestAddress, std::uint64_t{hex.lowestAddress} + hex.bytes.size());
+        m_bytes.replace(0, hex.bytes.size(), hex.bytes);
+        m_isLoaded = true;
+        return hex.dataSize;
+    }
+
+private:
+    std::uint32_t placeCalibrationFile(const char* path)
+    {
+        const std::uint64_t sector = (m_dataEnd + sectorSize - 1) / sectorSize * sectorSize;
+        const std::uint64_t imageEnd = std::uint64_t{baseAddress} + fullSize;
+        const std::string bytes = readFile(path, imageEnd - std::min(sector, imageEnd));
+        setData(baseAddress, sector + bytes.size());
+        m_bytes.replace(sector - baseAddress, bytes.size(), bytes);
+        return std::uint32_t(bytes.size());
+    }
+
+    void setData(std::uint32_t address, std::uint64_t dataEnd)
+    {
+        const std::uint64_t end = m_isFull ? std::uint64_t{address} + fullSize : dataEnd;
+        require(end <= largestEnd, "the image does not end before address ", Hex{largestEnd});
+        baseAddress = address;
+        endAddress = std::uint32_t(end);
+        m_dataEnd = dataEnd;
+    }
+
+    bool m_isFull;
+    bool m_isLoaded = false;
+    std::uint64_t m_dataEnd = 0;
+    std::string m_bytes;
+};
 
 } // namespace
 
-Image::Image(std::uint32_t imageSize, std::uint32_t address, bool fullImage)
-    : BRAN_FLASH_IMAGE_T{},
-      m_fullImage(fullImage),
-      m_dataEnd(address)
+BRAN_FLASH_IMAGE_T* BRAN_CreateFlashImage(unsigned int imageSize, unsigned int baseAddress,
+                                          bool fullImage, bool /*extraFlag*/)
 {
-    if (imageSize == 0 || imageSize > Flash::size) {
-        throw std::runtime_error("an image cannot have " + std::to_string(imageSize) + " bytes");
-    }
-    checkEnd(std::uint64_t{address} + imageSize);
-    m_bytes.assign(imageSize, '\xFF');
-    baseAddress = address;
-    fullSize = imageSize;
-    data = m_bytes.data();
-    setDataEnd(address);
+    std::unique_ptr<Image> image;
+    attempt(Operation::Create, [&](Board& board) {
+        board.beginOrFail(Operation::Create);
+        image = std::make_unique<Image>(imageSize, baseAddress, fullImage);
+    });
+    return image.release();
 }
 
-std::uint32_t Image::fill(const char* fileName)
+// The caller does not test what BRAN_CreateFlashImage returned: a missing image turns up here, and
+// the reason that is shown is why it could not be created.
+BRAN_ERR_T BRAN_FillFlashImage(const char* fileName, BRAN_FLASH_IMAGE_T* image,
+                               unsigned int& filledSize)
 {
-    if (fileName == nullptr) {
-        throw std::runtime_error("there is no file name");
-    }
-    const File file(fileName, O_RDONLY);
-    return m_isLoaded ? placeCalibrationFile(file) : placeLoadFile(file);
+    filledSize = 0;
+    return attempt(Operation::Fill, [&](Board& board) {
+        board.beginOrFail(Operation::Fill);
+        require(image != nullptr, BRAN_GetErrorString(BRAN_ERR_T(Operation::Create)));
+        filledSize = static_cast<Image*>(image)->fill(fileName);
+    });
 }
 
-std::uint32_t Image::placeLoadFile(const File& file)
+void BRAN_DeleteFlashImage(BRAN_FLASH_IMAGE_T*& image)
 {
-    FileBuffer buffer(file);
-    std::istream input(&buffer);
-    const HexData hexData = readIntelHex(input, fullSize);
-    const std::uint64_t dataEnd = std::uint64_t{hexData.lowestAddress} + hexData.bytes.size();
-    checkEnd(m_fullImage ? std::uint64_t{hexData.lowestAddress} + fullSize : dataEnd);
-
-    std::copy(hexData.bytes.begin(), hexData.bytes.end(), m_bytes.begin());
-    baseAddress = hexData.lowestAddress;
-    setDataEnd(dataEnd);
-    m_isLoaded = true;
-    return hexData.dataSize;
+    delete static_cast<Image*>(image);
+    image = nullptr;
 }
-
-std::uint32_t Image::placeCalibrationFile(const File& file)
-{
-    const std::uint64_t sector = (m_dataEnd + sectorSize - 1) / sectorSize * sectorSize;
-    const std::uint64_t imageEnd = std::min(std::uint64_t{baseAddress} + fullSize, largestEnd);
-    const std::uint64_t room = sector < imageEnd ? imageEnd - sector : 0;
-    const std::uint64_t size = file.size();
-    if (size == 0) {
-        throw std::runtime_error("the file is empty");
-    }
-    if (size > room) {
-        throw std::runtime_error("the file holds " + std::to_string(size) +
-                                 " bytes, there is room for " + std::to_string(room) + " at " +
-                                 hexAddress(sector));
-    }
-    std::vector<char> bytes(size);
-    if (file.readAt(0, bytes.data(), size) != size) {
-        throw std::runtime_error("the file ends too early");
-    }
-    std::copy(bytes.begin(), bytes.end(), data + (sector - baseAddress));
-    setDataEnd(sector + size);
-    return static_cast<std::uint32_t>(size);
-}
-
-void Image::setDataEnd(std::uint64_t address)
-{
-    m_dataEnd = static_cast<std::uint32_t>(address);
-    endAddress = m_fullImage ? baseAddress + fullSize : m_dataEnd;
-}
-
-} // namespace simulator

@@ -1,190 +1,176 @@
 #include "simulator/intelhex.h"
 
-#include "simulator/hex.h"
-#include "simulator/hexrecord.h"
+#include "simulator/support.h"
 
 #include <algorithm>
 #include <array>
-#include <istream>
-#include <stdexcept>
-#include <string>
+#include <charconv>
+#include <numeric>
+#include <tuple>
+#include <vector>
 
 namespace simulator
 {
 namespace
 {
 
-constexpr std::uint64_t addressSpace = 0x1'0000'0000;
-constexpr std::uint32_t segmentSize = 0x10000;
+using Bytes = std::vector<std::uint8_t>;
 
-struct Edge {
-    std::uint64_t address;
-    std::uint32_t line;
+enum Type : std::uint8_t { Data, End, SegmentBase, SegmentStart, LinearBase, LinearStart };
+
+// Length, two bytes of offset and type stand before the data, the checksum behind it.
+constexpr std::size_t headerSize = 4;
+
+struct Shown {
+    char character;
 };
+
+std::ostream& operator<<(std::ostream& to, Shown shown)
+{
+    const bool isPrintable = shown.character > ' ' && shown.character <= '~';
+    return isPrintable ? to << '\'' << shown.character << '\''
+                       : to << Hex{std::uint8_t(shown.character), 2};
+}
+
+// The header and the data of a record that is sound by itself.
+Bytes decode(std::string_view line)
+{
+    require(line[0] == ':', "a record begins with ':', not with ", Shown{line[0]});
+    Bytes bytes;
+    for (std::size_t place = 1; place + 1 < line.size(); place += 2) {
+        const char* const end = &line[place] + 2;
+        const auto result = std::from_chars(&line[place], end, bytes.emplace_back(), 16);
+        if (result.ptr != end) {
+            fail(Shown{*result.ptr}, " is not a hex digit");
+        }
+    }
+    require(line.size() % 2 != 0 && bytes.size() > headerSize, "the record is cut short");
+    const std::uint8_t checksum = bytes.back();
+    bytes.pop_back();
+
+    const std::size_t length = bytes.size() - headerSize;
+    require(bytes[0] == length, "holds ", length, " bytes of data, its length field says ",
+            unsigned(bytes[0]));
+    const std::uint8_t expected = -std::accumulate(bytes.begin(), bytes.end(), 0) & 0xFF;
+    require(checksum == expected, "checksum is ", Hex{checksum, 2}, ", should be ",
+            Hex{expected, 2});
+    constexpr std::array<std::size_t, 6> lengths = {0, 0, 2, 4, 2, 4};
+    const std::uint8_t type = bytes[3];
+    require(type < lengths.size(), "record type ", Hex{type, 2}, " is unknown");
+    require(type == Data || length == lengths[type], "a record of type ", Hex{type, 2}, " holds ",
+            lengths[type], " bytes, not ", length);
+    return bytes;
+}
 
 class Reader
 {
 public:
-    Reader(std::istream& input, std::uint32_t limit)
-        : m_input(input),
-          m_limit(limit),
-          m_window(limit, '\xFF'),
-          m_lineOfByte(limit)
+    void readLine(std::string_view line, std::uint32_t number)
     {
+        if (line.empty()) {
+            return;
+        }
+        require(m_endLine == 0, "stands behind the end record of line ", m_endLine);
+        const Bytes record = decode(line);
+        const auto type = record[3];
+        if (type == Data && record[0] != 0) {
+            addData(record, number);
+        } else if (type == End) {
+            m_endLine = number;
+        } else if (type == SegmentBase || type == LinearBase) {
+            m_isSegmented = type == SegmentBase;
+            const std::uint32_t value = record[headerSize] * 0x100U + record[headerSize + 1];
+            m_base = value << (m_isSegmented ? 4U : 16U);
+        } // Where the program starts is no business of a flash.
     }
 
-    HexData read();
+    void requireEnd() const { require(m_endLine != 0, "the end record is missing"); }
+    HexData result(std::uint32_t limit);
 
 private:
-    void readRecords();
-    bool nextLine();
-    void apply(const HexRecord& record);
-    void placeData(const HexRecord& record);
-    void extendTo(std::uint64_t first, std::uint64_t end);
+    // What a record holds. The data itself stands in m_data.
+    struct Piece {
+        std::uint32_t address;
+        std::uint32_t line;
+        std::uint32_t place;
+        std::uint32_t size;
+        std::uint64_t end() const { return std::uint64_t{address} + size; }
+    };
 
-    std::istream& m_input;
-    // Takes a carriage return, one character too many, and the NUL.
-    std::array<char, longestHexLine + 3> m_buffer = {};
-    std::string_view m_text;
-    std::uint32_t m_line = 0;
+    void addData(const Bytes& record, std::uint32_t line)
+    {
+        const std::uint32_t offset = record[1] * 0x100U + record[2];
+        const std::uint32_t size = record[0];
+        require(!m_isSegmented || offset + size <= 0x10000,
+                "data runs past the end of its 64 KiB segment");
+        require(std::uint64_t{m_base} + offset + size <= 0x1'0000'0000,
+                "data runs past address 0xFFFFFFFF");
+        m_pieces.push_back({m_base + offset, line, std::uint32_t(m_data.size()), size});
+        m_data.append(record.begin() + headerSize, record.end());
+    }
+
+    void requireNoOverlap() const;
+
     std::uint32_t m_endLine = 0;
-
     std::uint32_t m_base = 0;
-    bool m_segmented = false;
-    Edge m_lowest = {addressSpace, 0};
-    Edge m_end = {0, 0};
-
-    // Records come in any order, so the lowest address is known only at the end. As all data lies
-    // within `limit` bytes, an address modulo the limit is a place of its own all the same.
-    std::uint32_t m_limit;
-    std::vector<char> m_window;
-    std::vector<std::uint32_t> m_lineOfByte;
-    std::uint32_t m_dataSize = 0;
+    bool m_isSegmented = false;
+    std::vector<Piece> m_pieces;
+    std::string m_data;
 };
 
-HexData Reader::read()
+// The pieces are sorted by address.
+void Reader::requireNoOverlap() const
 {
-    // A failing read then shows its own reason instead of looking like the end of the file.
-    m_input.exceptions(std::ios::badbit);
-    if (m_input.peek() == std::istream::traits_type::eof()) {
-        throw std::runtime_error("the file is empty");
-    }
-    try {
-        readRecords();
-    } catch (const std::runtime_error& error) {
-        throw std::runtime_error("line " + std::to_string(m_line) + ": " + error.what());
-    }
-    if (m_dataSize == 0) {
-        throw std::runtime_error("the file holds no data");
-    }
-    const auto lowest = static_cast<std::uint32_t>(m_lowest.address);
-    std::rotate(m_window.begin(), m_window.begin() + lowest % m_limit, m_window.end());
-    m_window.resize(m_end.address - lowest);
-    return {lowest, m_dataSize, std::move(m_window)};
-}
-
-void Reader::readRecords()
-{
-    while (nextLine()) {
-        if (m_text.empty()) {
-            continue;
-        }
-        if (m_endLine != 0) {
-            throw std::runtime_error("stands behind the end record of line " +
-                                     std::to_string(m_endLine));
-        }
-        apply(decodeHexLine(m_text));
-    }
-    if (m_endLine == 0) {
-        throw std::runtime_error("the end record is missing");
+    const auto found = std::adjacent_find(
+        m_pieces.begin(), m_pieces.end(),
+        [](const Piece& piece, const Piece& next) { return next.address < piece.end(); });
+    if (found != m_pieces.end()) {
+        const auto [earlier, later] = std::minmax(found[0].line, found[1].line);
+        fail("line ", later, ": data at ", Hex{found[1].address}, " overlaps that of line ",
+             earlier);
     }
 }
 
-bool Reader::nextLine()
+HexData Reader::result(std::uint32_t limit)
 {
-    ++m_line;
-    m_input.getline(m_buffer.data(), static_cast<std::streamsize>(m_buffer.size()));
-    if (m_input.eof() && m_input.gcount() == 0) {
-        return false;
+    require(!m_pieces.empty(), "the file holds no data");
+    std::sort(m_pieces.begin(), m_pieces.end(), [](const Piece& left, const Piece& right) {
+        return std::tie(left.address, left.line) < std::tie(right.address, right.line);
+    });
+    requireNoOverlap();
+    const Piece& first = m_pieces.front();
+    const Piece& last = m_pieces.back();
+    const std::uint64_t span = last.end() - first.address;
+    require(span <= limit, "line ", std::max(first.line, last.line), ": data from ",
+            Hex{first.address}, " (line ", first.line, ") to ", Hex{last.end() - 1}, " (line ",
+            last.line, ") does not fit into ", limit, " bytes");
+    HexData result = {first.address, std::uint32_t(m_data.size()), std::string(span, '\xFF')};
+    for (const Piece& piece : m_pieces) {
+        m_data.copy(&result.bytes[piece.address - first.address], piece.size, piece.place);
     }
-    // A line that fills the buffer is too long, which decoding tells; the rest of it is never read.
-    const auto lineFeed = m_input.good() ? 1 : 0;
-    m_text = {m_buffer.data(), static_cast<std::size_t>(m_input.gcount() - lineFeed)};
-    if (!m_text.empty() && m_text.back() == '\r') {
-        m_text.remove_suffix(1);
-    }
-    return true;
-}
-
-void Reader::apply(const HexRecord& record)
-{
-    switch (record.type) {
-    case HexRecord::Data:
-        placeData(record);
-        break;
-    case HexRecord::End:
-        m_endLine = m_line;
-        break;
-    case HexRecord::SegmentBase:
-    case HexRecord::LinearBase:
-        m_segmented = record.type == HexRecord::SegmentBase;
-        m_base = (record.data[0] * 0x100U + record.data[1]) << (m_segmented ? 4U : 16U);
-        break;
-    case HexRecord::SegmentStart:
-    case HexRecord::LinearStart:
-        // Where the program starts is no business of a flash.
-        break;
-    }
-}
-
-void Reader::placeData(const HexRecord& record)
-{
-    const std::uint64_t first = std::uint64_t{m_base} + record.offset;
-    const std::uint64_t end = first + record.data.size();
-    if (first == end) {
-        return;
-    }
-    if (m_segmented && record.offset + record.data.size() > segmentSize) {
-        throw std::runtime_error("data runs past the end of its 64 KiB segment");
-    }
-    if (end > addressSpace) {
-        throw std::runtime_error("data runs past address " + hexAddress(addressSpace - 1));
-    }
-    extendTo(first, end);
-    for (std::uint64_t address = first; address < end; ++address) {
-        std::uint32_t& line = m_lineOfByte[address % m_limit];
-        if (line != 0) {
-            throw std::runtime_error("data at " + hexAddress(address) + " overlaps that of line " +
-                                     std::to_string(line));
-        }
-        line = m_line;
-        m_window[address % m_limit] = static_cast<char>(record.data[address - first]);
-        ++m_dataSize;
-    }
-}
-
-void Reader::extendTo(std::uint64_t first, std::uint64_t end)
-{
-    if (first < m_lowest.address) {
-        m_lowest = {first, m_line};
-    }
-    if (end > m_end.address) {
-        m_end = {end, m_line};
-    }
-    if (m_end.address - m_lowest.address > m_limit) {
-        throw std::runtime_error("data from " + hexAddress(m_lowest.address) + " (line " +
-                                 std::to_string(m_lowest.line) + ") to " +
-                                 hexAddress(m_end.address - 1) + " (line " +
-                                 std::to_string(m_end.line) + ") does not fit into " +
-                                 std::to_string(m_limit) + " bytes");
-    }
+    return result;
 }
 
 } // namespace
 
-HexData readIntelHex(std::istream& input, std::uint32_t limit)
+HexData readIntelHex(std::string_view input, std::uint32_t limit)
 {
-    return Reader(input, limit).read();
+    Reader reader;
+    std::uint32_t number = 1;
+    try {
+        for (; !input.empty(); ++number) {
+            std::string_view line = input.substr(0, input.find('\n'));
+            input.remove_prefix(std::min(line.size() + 1, input.size()));
+            if (!line.empty() && line.back() == '\r') {
+                line.remove_suffix(1);
+            }
+            reader.readLine(line, number);
+        }
+        reader.requireEnd();
+    } catch (const std::runtime_error& error) {
+        fail("line ", number, ": ", error.what());
+    }
+    return reader.result(limit);
 }
 
 } // namespace simulator

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstdint>
-#include <iosfwd>
-#include <vector>
+#include <string>
+#include <string_view>
 
 namespace simulator
 {
@@ -11,11 +11,11 @@ namespace simulator
 struct HexData {
     std::uint32_t lowestAddress;
     std::uint32_t dataSize; ///< bytes that the records hold, without the gaps
-    std::vector<char> bytes;
+    std::string bytes;
 };
 
-/// Reads Intel HEX text whose addresses span at most `limit` bytes (not 0). Throws
-/// std::runtime_error, which names the line and the reason. Memory depends on `limit` only.
-HexData readIntelHex(std::istream& input, std::uint32_t limit);
+/// Reads Intel HEX text whose addresses span at most `limit` bytes. Throws std::runtime_error,
+/// which names the line and the reason.
+HexData readIntelHex(std::string_view input, std::uint32_t limit);
 
 } // namespace simulator

@@ -9,39 +9,41 @@
 namespace simulator
 {
 
+constexpr std::uint32_t flashBase = 0x01000000;
+constexpr std::uint32_t flashSize = 0x01000000;
+constexpr const char* flashRange = "0x01000000 to 0x01FFFFFF";
+
 /// What can fail. The value is also the result code of a failure, so 9 stays free: it tells the
 /// caller that a recording has ended.
 enum class Operation : std::uint32_t { Version = 1, Create, Fill, Burn, Verify, Start, Read };
 
 struct Fault {
     Operation operation;
-    std::uint32_t occurrence; ///< counted from 1; 0 is every one
+    std::uint64_t occurrence; ///< counted from 1; 0 is every one
     std::string text;
 };
 
-struct Stall {
-    std::uint32_t occurrence = 0; ///< counted from 1; 0 is none
-    std::uint32_t milliseconds = 0;
-};
-
-/// How the simulated board is to behave.
+/// How the simulated board is to behave. Rates are in bytes a second; 0 is as fast as possible.
 struct Parameters {
+    static constexpr std::uint64_t never = std::numeric_limits<std::uint64_t>::max();
+
     bool boardPresent = true;
     std::string flashFile; ///< empty: in memory
     std::uint32_t version = 0x00010203;
-    std::uint64_t pace = 0x400000; ///< bytes a second; 0: as fast as possible
+    std::uint64_t pace = 0x400000;
     std::vector<Fault> faults;
     std::vector<std::uint32_t> skipped; ///< any address of a block that is left unwritten
 
-    std::uint64_t rate = 0x100000;   ///< bytes of trace a second; 0: as fast as possible
+    std::uint64_t rate = 0x100000;
     std::uint64_t buffer = 0x400000; ///< bytes of trace that wait for a late reader
     std::uint32_t triggerMs = 2000;  ///< when the board's own buffer triggers with nothing armed
     std::string reportFile;
     std::uint64_t failBytes = 0; ///< what a failing read hands out all the same
-    std::uint64_t unplugBytes = std::numeric_limits<std::uint64_t>::max();
-    std::uint64_t finishBytes = std::numeric_limits<std::uint64_t>::max();
+    std::uint64_t unplugBytes = never;
+    std::uint64_t finishBytes = never;
     bool answersStop = true;
-    Stall stall;
+    std::uint64_t stalledRead = 0; ///< counted from 1
+    std::uint32_t stallMs = 0;
 };
 
 /// Reads "key=value,key=value"; a backslash escapes the next character. Throws std::runtime_error,

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "simulator/exports.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -29,26 +27,40 @@ static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__);
 
 constexpr std::uint16_t frameMark = 0xB5A7;
 constexpr std::uint8_t processorCount = 2;
+/// The entries of a processor repeat after so many.
+constexpr std::uint32_t loopLength = 0x10000;
 
-std::uint32_t checkValue(const Frame& frame);
-
-/// The endless trace of the target. Each frame is a function of its place, so that no frame needs
-/// the ones before it.
-class Trace
+inline std::uint32_t checkValue(const Frame& frame)
 {
-public:
-    /// Without the one processor whose frames it consists of, the trace is that of both.
-    explicit Trace(std::optional<std::uint8_t> onlyProcessor) : m_onlyProcessor(onlyProcessor) {}
+    const auto* bytes = reinterpret_cast<const unsigned char*>(&frame);
+    std::uint32_t value = 0x811C9DC5;
+#pragma GCC unroll 20
+    for (std::size_t place = 0; place < offsetof(Frame, check); ++place) {
+        value = (value ^ bytes[place]) * 0x01000193;
+    }
+    return value;
+}
 
-    [[nodiscard]] Frame frame(std::uint64_t place) const;
-    /// The first place where an armed trigger fires, if there is any.
-    [[nodiscard]] std::optional<std::uint64_t>
-    firstTrigger(const BRAN_RECORD_CONFIG_T& config) const;
-
-private:
-    [[nodiscard]] Frame uncheckedFrame(std::uint64_t place) const;
-
-    std::optional<std::uint8_t> m_onlyProcessor;
-};
+/// A frame of the endless trace of one processor or of both. It is a function of its place, so that
+/// no frame needs the ones before it.
+inline Frame traceFrame(std::uint64_t place, std::optional<std::uint8_t> onlyProcessor)
+{
+    constexpr std::uint32_t tagInterval = 8;
+    const auto processor = onlyProcessor.value_or(place % processorCount);
+    const std::uint64_t number = onlyProcessor ? place : place / processorCount;
+    const auto step = static_cast<std::uint32_t>(number % loopLength);
+    const std::uint32_t turn = step / tagInterval + 1;
+    Frame frame = {frameMark, processor, Frame::Exl, std::uint32_t(number), place * 16, 0, 0};
+    if (step % tagInterval != tagInterval - 1) {
+        frame.payload = (processor == 0 ? 0x01000000 : 0x01800000) + 4 * step;
+    } else {
+        // Each tag comes half as often as the one before it, so that a trigger can be had early or
+        // late. A standard tag, once in a loop, is the rarest: what precedes it fills the ring.
+        frame.kind = Frame::Pxts;
+        frame.payload = turn == loopLength / tagInterval ? 0x0010 : 0x1A00 + __builtin_ctz(turn);
+    }
+    frame.check = checkValue(frame);
+    return frame;
+}
 
 } // namespace simulator
