@@ -1,44 +1,21 @@
 #include "board/errorreport.h"
 #include "config/configuration.h"
+#include "tests/support/cleanstart.h"
+#include "tests/support/fulldisk.h"
 #include "tests/support/modal.h"
 #include "tests/support/recordpage.h"
+#include "tests/support/table.h"
 
-#include <QFileDialog>
-#include <QMessageBox>
 #include <QProcess>
-#include <QtTest>
 
 #include <csignal>
 #include <optional>
-#include <sys/resource.h>
 
 using Read = ScriptedBoard::Read;
 using Store = TOVAConfiguration;
 
 namespace
 {
-
-const QString onTheFly = "In the file on the fly";
-const QString hardware = "HW Circular buffer";
-const QString software = "SW Circular buffer";
-
-/// A disk that takes only so many bytes of any file.
-class FullDisk
-{
-public:
-    explicit FullDisk(rlim_t bytes)
-    {
-        getrlimit(RLIMIT_FSIZE, &m_before);
-        const rlimit full{bytes, m_before.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &full);
-    }
-    ~FullDisk() { setrlimit(RLIMIT_FSIZE, &m_before); }
-    FullDisk(const FullDisk&) = delete;
-    FullDisk& operator=(const FullDisk&) = delete;
-
-private:
-    rlimit m_before{};
-};
 
 QByteArray counted(int size)
 {
@@ -55,17 +32,16 @@ int recordForEver(int argc, char* argv[])
     QApplication application(argc, argv);
     RecordPage page(onTheFly);
     page.file->setEditText(argv[2]);
-    auto& board = ScriptedBoard::instance();
     const QByteArray bytes = counted(1000);
     qint64 total = 0;
     std::function<void()> again = [&] {
         QTextStream(stdout) << page.status->text() << Qt::endl;
         for (int each = 0; each < 40; ++each) {
-            board.reads += Read{bytes};
+            board.reads.push_back({bytes});
             total += bytes.size();
         }
-        board.reads += Read{"", BRAN_SUCCESS, 201};
-        board.reads += Read{"", BRAN_SUCCESS, 0, again};
+        board.reads.push_back({"", BRAN_SUCCESS, 201});
+        board.reads.push_back({"", BRAN_SUCCESS, 0, again});
     };
     board.reads = {Read{"", BRAN_SUCCESS, 0, again}};
     page.startStop->click();
@@ -93,8 +69,7 @@ class tst_reliability : public QObject
 private slots:
     void init()
     {
-        m_folder.emplace();
-        m_board.reset();
+        m_start.emplace();
         Store::m_isDoubleClickedProtected = false;
     }
 
@@ -123,17 +98,17 @@ private slots:
         const QByteArray bytes = counted(50100);
         const int piece = mode == hardware ? 500 : 20000;
         for (int at = 0; at < bytes.size(); at += piece) {
-            m_board.reads += Read{bytes.mid(at, piece), BRAN_SUCCESS, 201};
+            board.reads.push_back({bytes.mid(at, piece), BRAN_SUCCESS, 201});
         }
-        m_board.reads.last().result = BRAN_RECORDING_FINISHED;
+        board.reads.back().result = BRAN_RECORDING_FINISHED;
         if (!answers) {
-            m_board.onStop = [this, &page] {
-                m_board.reads.clear();
+            board.onStop = [this, &page] {
+                board.reads.clear();
                 for (const int period : {5000, 1000, 1000, 1000, 1000, 1000}) {
-                    m_board.reads += Read{"dropped", BRAN_SUCCESS, 201,
-                                          [&page, period] { page.expire(period); }};
+                    board.reads.push_back(
+                        {"dropped", BRAN_SUCCESS, 201, [&page, period] { page.expire(period); }});
                 }
-                m_board.reads += Read{"never read"};
+                board.reads.push_back({"never read"});
             };
         }
         QStringList boxes;
@@ -153,30 +128,24 @@ private slots:
         QCOMPARE(page.status->text(),
                  QStringLiteral("Recorded %1 bytes. (Stopped on error!)").arg(safe));
         QCOMPARE(contentOf("a.prf"), (QByteArray("DBGP\1\0\2\0", 8) + bytes).left(room));
-        QCOMPARE(m_board.journal.filter("stop |").size(), room > 50000 ? 0 : 1);
-        QCOMPARE(m_board.reads.size(), answers ? 0 : 1);
-        QCOMPARE(page.state(), QString("Start!, options"));
+        QCOMPARE(board.journal.filter("stop").size(), room > 50000 ? 0 : 1);
+        QCOMPARE(board.reads.empty(), answers);
+        QCOMPARE(page.state(), QString("Start!, 10 groups"));
     }
 
     void unsavedRingStaysInMemory()
     {
-        RecordPage page(software);
+        const RecordPage page(ring);
         const QByteArray bytes = counted(20000);
-        m_board.reads = {Read{bytes}};
         page.file->setEditText("/dev/full");
-        QStringList boxes;
-        whenShown<QMessageBox>([&](QMessageBox& box) {
-            boxes += box.windowTitle() + ": " + box.text();
-            whenShown<QFileDialog>([&](QFileDialog& dialog) {
-                dialog.findChild<QLineEdit*>("fileNameEdit")->setText(m_folder->path() + "/b");
-                QTest::keyClick(&dialog, Qt::Key_Return);
-            });
-            withText<QPushButton>(box, "Chose again")->click();
-        });
-        page.startStop->click();
-        QCOMPARE(boxes,
-                 QStringList{"TOVAlink: Cannot write /dev/full: No space left on device. The "
-                             "first 0 bytes of the recording are in the file."});
+        chooseInDialog(m_start->path() + "/b");
+        answerBox("Chose again");
+        page.record({{bytes}});
+        QCOMPARE(board.journal
+                     .filter("TOVAlink: Cannot write /dev/full: No space left on device. The "
+                             "first 0 bytes of the recording are in the file.")
+                     .size(),
+                 1);
         QCOMPARE(contentOf("b.prf").mid(8), bytes);
         QCOMPARE(page.status->text(),
                  QString("Dumped 20000 bytes, buffer not full. (Stopped Nicely, saved)."));
@@ -186,7 +155,7 @@ private slots:
     {
         QTest::addColumn<QString>("mode");
         QTest::addColumn<int>("code");
-        for (const QString& mode : {onTheFly, hardware, software}) {
+        for (const QString& mode : {onTheFly, hardware, ring}) {
             for (const int code : {0, 9, 33}) {
                 QTest::newRow(qPrintable(QStringLiteral("%1, %2").arg(mode).arg(code)))
                     << mode << code;
@@ -198,8 +167,8 @@ private slots:
         QFETCH(QString, mode);
         QFETCH(int, code);
         RecordPage page(mode);
-        m_board.reads = {Read{"one"}, Read{"lost", BRAN_ERR_T(code)}};
-        m_board.reads.last().claims = 4000000000U;
+        board.reads = {Read{"one"}, Read{"lost", BRAN_ERR_T(code)}};
+        board.reads.back().claims = 4000000000U;
         QString text;
         whenShown<QMessageBox>([&](QMessageBox& box) {
             text = box.text();
@@ -210,14 +179,14 @@ private slots:
                                "was asked for. They were not recorded."));
         QVERIFY(page.status->text().contains(" 3 bytes"));
         QVERIFY(page.status->text().contains("Stopped on error!"));
-        QCOMPARE(contentOf("a.prf").mid(8), mode == software ? QByteArray() : QByteArray("one"));
+        QCOMPARE(contentOf("a.prf").mid(8), mode == ring ? QByteArray() : QByteArray("one"));
     }
 
     void anyErrorTextCanBeShown_data()
     {
         QTest::addColumn<QByteArray>("text");
         QTest::addColumn<QString>("shown");
-        const QString noReason = "The board library gives no reason for its error 33.";
+        const QString noReason = "The board library gives no reason for its error 77.";
         QTest::newRow("none") << QByteArray() << noReason;
         QTest::newRow("empty") << QByteArray("") << noReason;
         QTest::newRow("Latin-1") << QByteArray("\xFC\x80<b>") << QString::fromLatin1("\xFC\x80<b>");
@@ -226,8 +195,8 @@ private slots:
     void anyErrorTextCanBeShown()
     {
         QFETCH(QByteArray, text);
-        m_board.texts = {{BRAN_ERR_T(33), text}};
-        QTEST(boardErrorText(BRAN_ERR_T(33)), "shown");
+        board.failureText = text;
+        QTEST(boardErrorText(ScriptedBoard::failure), "shown");
     }
 
     void badConfigurationCostsNothing_data()
@@ -261,7 +230,7 @@ private slots:
     void killCostsOneRefreshAtMost()
     {
         for (int round = 0; round < m_kills; ++round) {
-            const QString last = killed("--record", m_folder->path() + "/kill.prf", round);
+            const QString last = killed("--record", m_start->path() + "/kill.prf", round);
             const int told = last.section(' ', 1, 1).toInt();
             const QByteArray file = contentOf("kill.prf").mid(8);
             QVERIFY2(file.size() >= told, qPrintable(last));
@@ -296,8 +265,7 @@ private:
     }
 
     static constexpr int m_kills = 100;
-    ScriptedBoard& m_board = ScriptedBoard::instance();
-    std::optional<WorkingFolder> m_folder;
+    std::optional<CleanStart> m_start;
 };
 
 int main(int argc, char* argv[])

@@ -8,16 +8,15 @@
 class WorkingFolder
 {
 public:
-    WorkingFolder() : m_previous(QDir::currentPath()) { QDir::setCurrent(m_folder.path()); }
+    WorkingFolder() { QDir::setCurrent(path()); }
     ~WorkingFolder() { QDir::setCurrent(m_previous); }
-    WorkingFolder(const WorkingFolder&) = delete;
-    WorkingFolder& operator=(const WorkingFolder&) = delete;
+    Q_DISABLE_COPY(WorkingFolder)
 
     QString path() const { return m_folder.path(); }
 
 private:
+    QString m_previous = QDir::currentPath();
     QTemporaryDir m_folder;
-    QString m_previous;
 };
 
 inline QByteArray contentOf(const QString& fileName)

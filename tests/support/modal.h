@@ -1,7 +1,14 @@
 #pragma once
 
+#include "tests/support/scriptedboard.h"
+
 #include <QApplication>
+#include <QFileDialog>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
 #include <QTimer>
+#include <QtTest>
 
 /// Calls `act` once with the next modal widget of the type Widget that the program shows, from
 /// inside the event loop that the widget runs.
@@ -18,4 +25,34 @@ void whenShown(Act act)
         }
     });
     timer->start(1);
+}
+
+/// Notes the next message box and clicks one of its buttons.
+inline void answerBox(const QString& button = QStringLiteral("OK"))
+{
+    whenShown<QMessageBox>([button](QMessageBox& box) {
+        board.note(box.windowTitle() + ": " + box.text());
+        for (QAbstractButton* each : box.buttons()) {
+            if (each->text().remove('&') == button) {
+                QTest::mouseClick(each, Qt::LeftButton);
+            }
+        }
+    });
+}
+
+/// Types `file` in the next file dialog, or cancels it where that is empty. `opened`, where given,
+/// receives the folder in which the dialog has opened.
+inline void chooseInDialog(const QString& file, QString* opened = nullptr)
+{
+    whenShown<QFileDialog>([file, opened](QFileDialog& dialog) {
+        if (opened != nullptr) {
+            *opened = dialog.directory().path();
+        }
+        if (file.isEmpty()) {
+            dialog.reject();
+            return;
+        }
+        dialog.findChild<QLineEdit*>("fileNameEdit")->setText(file);
+        QTest::keyClick(&dialog, Qt::Key_Return);
+    });
 }

@@ -1,68 +1,65 @@
 #pragma once
 
 #include "record/streamingtab.h"
-#include "tests/support/find.h"
-#include "tests/support/folder.h"
-#include "tests/support/scriptedboard.h"
+#include "tests/support/page.h"
 
-#include <QApplication>
 #include <QCheckBox>
-#include <QComboBox>
-#include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
-#include <QPushButton>
 #include <QTimer>
 
-/// The Record page in a window, timed by the scripted clock, with what a user sees and touches of
-/// it.
-struct RecordPage {
-    QWidget window;
-    TOVAStreamingTab* tab = new TOVAStreamingTab(&window, ScriptedBoard::milliseconds);
-    QComboBox* file = tab->findChild<QComboBox*>();
-    QPushButton* startStop = withText<QPushButton>(*tab, "Start!");
-    QPushButton* brutalStop = withText<QPushButton>(*tab, "Brutal Stop in 5 seconds!");
-    QGroupBox* onTheFly = group("In the file on the fly");
-    QGroupBox* software = group("SW Circular buffer");
-    QGroupBox* hardware = group("HW Circular buffer");
-    QGroupBox* exl = group("EXL Trigger");
-    QGroupBox* pxts = group("PXTS Trigger");
-    QGroupBox* filter = group("Filtering (Check Boxes to Reject)");
-    QCheckBox* newExl = withText<QCheckBox>(*tab, "Use it (Ambrel, Sorvane, ...)");
-    QLineEdit* size = software->findChild<QLineEdit*>();
-    QLabel* status = group("Recording")->findChild<QLabel*>();
+/// The titles of the three modes.
+inline const QString onTheFly = QStringLiteral("In the file on the fly");
+inline const QString ring = QStringLiteral("SW Circular buffer");
+inline const QString hardware = QStringLiteral("HW Circular buffer");
 
-    explicit RecordPage(const QString& mode = QStringLiteral("SW Circular buffer"))
+/// The Record page, timed by the scripted clock, with what a user sees and touches of it.
+struct RecordPage : Page<TOVAStreamingTab> {
+    QComboBox* file = tab->findChild<QComboBox*>();
+    QPushButton* startStop = find<QPushButton>("Start!");
+    QPushButton* brutalStop = find<QPushButton>("Brutal Stop in 5 seconds!");
+    QLabel* status = group("Recording")->findChild<QLabel*>();
+    QCheckBox* newExl = find<QCheckBox>("Use it (Ambrel, Sorvane, ...)");
+    QLineEdit* start = group("EXL Trigger")->findChildren<QLineEdit*>().at(0);
+    QLineEdit* end = group("EXL Trigger")->findChildren<QLineEdit*>().at(1);
+    QLineEdit* tag = group("PXTS Trigger")->findChild<QLineEdit*>();
+    QLineEdit* size = group(ring)->findChild<QLineEdit*>();
+
+    explicit RecordPage(const QString& mode = ring) : Page([] { return board.now; })
     {
-        window.show();
-        QApplication::setActiveWindow(&window);
         group(mode)->setChecked(true);
         file->setEditText("a.prf");
-        auto& board = ScriptedBoard::instance();
-        QObject::connect(tab, &TOVAStreamingTab::greyParentGUI, [&] { board.note("grey"); });
-        QObject::connect(tab, &TOVAStreamingTab::ungreyParentGUI, [&] { board.note("ungrey"); });
         board.state = [this] { return state(); };
     }
-    ~RecordPage() { ScriptedBoard::instance().state = nullptr; }
-    RecordPage(const RecordPage&) = delete;
-    RecordPage& operator=(const RecordPage&) = delete;
 
-    QGroupBox* group(const QString& title) const { return withText<QGroupBox>(*tab, title); }
+    QGroupBox* group(const QString& title) const { return find<QGroupBox>(title); }
 
-    /// The two buttons, whether the options can be used, and the running timers' periods.
+    /// The two buttons, the running timers' periods, and how many groups can be used: two always
+    /// can.
     QString state() const
     {
         QStringList shown = {startStop->text() + (startStop->isEnabled() ? "" : " off")};
         if (!brutalStop->isHidden()) {
             shown += brutalStop->text();
         }
-        shown += filter->isEnabled() ? "options" : "no options";
         for (const QTimer* timer : tab->findChildren<QTimer*>()) {
             if (timer->isActive()) {
                 shown += QString::number(timer->interval());
             }
         }
-        return shown.join(", ");
+        const auto groups = tab->findChildren<QGroupBox*>();
+        const auto usable = std::count_if(groups.begin(), groups.end(),
+                                          [](QGroupBox* each) { return each->isEnabled(); });
+        return shown.join(", ") +
+               (usable == 2 ? QString() : QStringLiteral(", %1 groups").arg(usable));
+    }
+
+    /// Makes a recording of that trace, not too soon after the one before.
+    void record(const std::deque<ScriptedBoard::Read>& reads) const
+    {
+        board.reads = reads;
+        board.now += QApplication::doubleClickInterval();
+        click(startStop);
     }
 
     /// Lets the one running timer of that period end now.
