@@ -37,6 +37,8 @@ QString endOf(const QString& mode, int bytes, const QString& stop)
         .arg(QString::number(bytes), stop);
 }
 
+} // namespace
+
 #ifdef __SANITIZE_ADDRESS__
 // The sanitizer's allocator knows no limits of the system's.
 extern "C" const char* __asan_default_options()
@@ -44,8 +46,6 @@ extern "C" const char* __asan_default_options()
     return "allocator_may_return_null=1:max_allocation_size_mb=60";
 }
 #endif
-
-} // namespace
 
 class tst_recording : public QObject
 {
