@@ -66,7 +66,7 @@ private:
         for (int each = below(25); each >= 0; --each) {
             QByteArray bytes(below(3) == 0 ? 0 : below(200000), '\0');
             std::generate(bytes.begin(), bytes.end(), [this] { return char(m_random.generate()); });
-            reads.push_back({bytes, BRAN_SUCCESS, 67 * below(5)});
+            reads.push_back({bytes, BRAN_SUCCESS, below(5) * qint64(67)});
         }
         return reads;
     }
