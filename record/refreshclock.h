@@ -5,7 +5,7 @@
 /// Gives milliseconds that never go back.
 using MillisecondClock = qint64 (*)();
 
-/// The clock of every day.
+/// The clock of every day; it may lag a few milliseconds behind.
 qint64 steadyMilliseconds();
 
 /// Tells a recording loop when its status is due, and the time since it was shown last.
