@@ -9,6 +9,7 @@
 int main(int argc, char* argv[])
 {
     useUnicodeFileNames();
+    doWithoutOpenGl();
     QGuiApplication::setDesktopFileName(QStringLiteral("tovalink"));
     TerminationSignals termination;
     const QApplication application(argc, argv);

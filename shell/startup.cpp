@@ -16,6 +16,14 @@ void useUnicodeFileNames()
     }
 }
 
+void doWithoutOpenGl()
+{
+    constexpr auto name = "QT_XCB_GL_INTEGRATION";
+    if (qEnvironmentVariableIsEmpty(name)) {
+        qputenv(name, "none");
+    }
+}
+
 QStyle* createStyle()
 {
     QStyle* plastique = QStyleFactory::create(QStringLiteral("Plastique"));

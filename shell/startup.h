@@ -6,6 +6,11 @@ class QStyle;
 /// bare container or a cron job does. To be called before the application object exists.
 void useUnicodeFileNames();
 
+/// Keeps Qt from loading OpenGL for a window on X11, which takes longer than the rest of the start
+/// and of which nothing is used; an environment that asks for it gets it. To be called before the
+/// application object exists.
+void doWithoutOpenGl();
+
 /// The style the window is drawn in: Plastique, or Fusion where its plugin is not installed. The
 /// caller, or the application it is handed to, owns it.
 QStyle* createStyle();
