@@ -47,7 +47,8 @@ private:
     void createImageInfoGroup();
     void createVersionGroup();
     void createBurnGroup();
-    void createFileRow(QWidget* group, QComboBox*& combo, void (TOVABrannelTab::*choose)());
+    void createFileRow(QWidget* group, const QString& name, QComboBox*& combo,
+                       void (TOVABrannelTab::*choose)());
     void createBurnButton(QWidget* row);
     void setControlsEnabled(bool enabled);
 

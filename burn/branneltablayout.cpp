@@ -34,24 +34,32 @@ TOVABrannelTab::TOVABrannelTab(QWidget* parent) : Q3VBox(parent)
 void TOVABrannelTab::createLodGroup()
 {
     m_lodGroupBox = new Q3VGroupBox(QStringLiteral("Choose main lod file"), this);
-    createFileRow(m_lodGroupBox, m_lodComboBox, &TOVABrannelTab::choseLodFile);
+    createFileRow(m_lodGroupBox, QStringLiteral("main lod file"), m_lodComboBox,
+                  &TOVABrannelTab::choseLodFile);
+    m_lodComboBox->setToolTip(
+        QStringLiteral("The load file with the firmware that is burned into the flash."));
 }
 
 void TOVABrannelTab::createCfpGroup()
 {
     m_cfpGroupBox = new Q3VGroupBox(QStringLiteral("Choose calibration file"), this);
-    createFileRow(m_cfpGroupBox, m_cfpComboBox, &TOVABrannelTab::choseCfpFile);
+    createFileRow(m_cfpGroupBox, QStringLiteral("calibration file"), m_cfpComboBox,
+                  &TOVABrannelTab::choseCfpFile);
+    m_cfpComboBox->setToolTip(QStringLiteral(
+        "The calibration file that is burned together with the load file; may be left empty."));
 }
 
-void TOVABrannelTab::createFileRow(QWidget* group, QComboBox*& combo,
+void TOVABrannelTab::createFileRow(QWidget* group, const QString& name, QComboBox*& combo,
                                    void (TOVABrannelTab::*choose)())
 {
     auto* row = new Q3HBox(group);
     tighten(*row);
     auto* browse = new QPushButton(QStringLiteral("..."), row);
     browse->setFixedWidth(browseButtonWidth);
+    browse->setToolTip(QStringLiteral("Opens a dialog in which the file is chosen."));
+    browse->setAccessibleName(QStringLiteral("Browse for the ") + name);
     connect(browse, &QPushButton::clicked, this, choose);
-    combo = createRecentFilesCombo(row);
+    combo = createRecentFilesCombo(QStringLiteral("Path of the ") + name, row);
 }
 
 void TOVABrannelTab::createImageInfoGroup()
@@ -61,6 +69,7 @@ void TOVABrannelTab::createImageInfoGroup()
         QStringLiteral(
             "Image Size 16MB, Base Address 0x01000000 (may be overloaded by LOD files)."),
         group);
+    m_imageInfoLabel->setAccessibleDescription(QStringLiteral("Summary of the flash image"));
 }
 
 void TOVABrannelTab::createVersionGroup()
@@ -68,8 +77,11 @@ void TOVABrannelTab::createVersionGroup()
     auto* group = new Q3HGroupBox(this);
     auto* button = new QPushButton(QStringLiteral("Get Brannel board version"), group);
     button->setFixedSize(button->sizeHint());
+    button->setToolTip(
+        QStringLiteral("Asks the board for its version and shows the answer on the right."));
     connect(button, &QPushButton::clicked, this, &TOVABrannelTab::getVersion);
     m_versionLabel = new PlainLabel(group);
+    m_versionLabel->setAccessibleDescription(QStringLiteral("Version of the board"));
     // A long error must not make the window wider than the screen.
     m_versionLabel->setWordWrap(true);
     m_versionLabel->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
@@ -84,11 +96,19 @@ void TOVABrannelTab::createBurnGroup()
     createSpacer(row, QSizePolicy::Minimum);
     m_statusLabel = new PlainLabel(row);
     m_statusLabel->setFixedWidth(statusWidth);
+    m_statusLabel->setAccessibleDescription(QStringLiteral("Status of the burn"));
     createSpacer(row, QSizePolicy::Minimum);
     m_verifyCheckBox = new QCheckBox(QStringLiteral("Verify"), row);
     m_verifyCheckBox->setChecked(true);
+    m_verifyCheckBox->setToolTip(
+        QStringLiteral("Reads the flash back after burning and compares it with the image."));
     m_fullImageCheckBox = new QCheckBox(QStringLiteral("Burn full image"), row);
+    m_fullImageCheckBox->setToolTip(
+        QStringLiteral("Burns the whole image of 16 MB, not only the part that the files fill."));
     m_progressBar = new QProgressBar(group);
+    m_progressBar->setAccessibleName(QStringLiteral("Progress"));
+    m_progressBar->setToolTip(
+        QStringLiteral("How much of the burning, and then of the verifying, is done."));
 
     s_progress = m_progressBar;
     s_label = m_statusLabel;
@@ -97,6 +117,8 @@ void TOVABrannelTab::createBurnGroup()
 void TOVABrannelTab::createBurnButton(QWidget* row)
 {
     m_burnButton = new QPushButton(QStringLiteral("&Burn!"), row);
+    m_burnButton->setToolTip(
+        QStringLiteral("Builds a flash image from the chosen files and burns it into the board."));
     // A button has one shortcut: Ctrl+B takes the place of the underlined letter's, which therefore
     // gets one of its own.
     m_burnButton->setShortcut(QKeySequence(QStringLiteral("Ctrl+B")));

@@ -23,12 +23,22 @@ constexpr int anyAddress = -1;
 constexpr int maxCustomTag = 0xFFFF;
 constexpr unsigned int maxBufferMegabytes = 64;
 
-Q3VGroupBox* createCheckableGroup(const QString& title, QWidget* parent, bool checked)
+/// Creates a checked group. What is to start unchecked is unchecked when it has its children: a
+/// child that is disabled in its own constructor stays nameless and without a role for a screen
+/// reader.
+Q3VGroupBox* createCheckableGroup(const QString& title, const QString& tip, QWidget* parent)
 {
     auto* group = new Q3VGroupBox(title, parent);
     group->setCheckable(true);
-    group->setChecked(checked);
+    group->setToolTip(tip);
     return group;
+}
+
+QCheckBox* createCheckBox(const QString& text, const QString& tip, QWidget* parent)
+{
+    auto* box = new QCheckBox(text, parent);
+    box->setToolTip(tip);
+    return box;
 }
 
 void limitToHex(QLineEdit* edit, int max)
@@ -38,7 +48,7 @@ void limitToHex(QLineEdit* edit, int max)
     edit->setValidator(validator);
 }
 
-QLineEdit* createAddressRow(const QString& text, QWidget* group)
+QLineEdit* createAddressRow(const QString& text, const QString& tip, QWidget* group)
 {
     auto* row = new Q3HBox(group);
     tighten(*row);
@@ -49,6 +59,8 @@ QLineEdit* createAddressRow(const QString& text, QWidget* group)
     label->ensurePolished();
     label->setMinimumHeight(label->heightForWidth(addressLabelWidth));
     auto* edit = new QLineEdit(row);
+    edit->setToolTip(tip);
+    label->setBuddy(edit);
     limitToHex(edit, anyAddress);
     return edit;
 }
@@ -87,20 +99,34 @@ void TOVAStreamingTab::createRecFileGroup()
     tighten(*row);
     auto* browse = new QPushButton(QStringLiteral("..."), row);
     browse->setFixedWidth(browseButtonWidth);
+    browse->setToolTip(QStringLiteral("Opens a dialog in which the file is chosen."));
+    browse->setAccessibleName(QStringLiteral("Browse for the record file"));
     connect(browse, &QPushButton::clicked, this, &TOVAStreamingTab::choseRecFile);
-    m_recFileCombo = createRecentFilesCombo(row);
+    m_recFileCombo = createRecentFilesCombo(QStringLiteral("Path of the record file"), row);
+    m_recFileCombo->setToolTip(QStringLiteral("The file that the trace is recorded into."));
 }
 
 void TOVAStreamingTab::createFilterRow()
 {
     auto* row = new Q3HBox(this);
     m_filterGroup = new Q3HGroupBox(QStringLiteral("Filtering (Check Boxes to Reject)"), row);
-    m_xcpuCheck = new QCheckBox(QStringLiteral("XCPU"), m_filterGroup);
-    m_bcpuCheck = new QCheckBox(QStringLiteral("BCPU"), m_filterGroup);
+    m_xcpuCheck = createCheckBox(
+        QStringLiteral("XCPU"),
+        QStringLiteral(
+            "Rejects the trace of the target's processor XCPU, unless BCPU is checked too."),
+        m_filterGroup);
+    m_bcpuCheck = createCheckBox(
+        QStringLiteral("BCPU"),
+        QStringLiteral(
+            "Rejects the trace of the target's processor BCPU, unless XCPU is checked too."),
+        m_filterGroup);
 
     auto* formatGroup = new Q3HGroupBox(QStringLiteral("New EXL format in .prf"), row);
     m_newExlFormatCheck =
-        new QCheckBox(QStringLiteral("Use it (Ambrel, Sorvane, ...)"), formatGroup);
+        createCheckBox(QStringLiteral("Use it (Ambrel, Sorvane, ...)"),
+                       QStringLiteral("Marks the file's EXL entries, which carry code addresses, "
+                                      "as being in the new format."),
+                       formatGroup);
     m_newExlFormatCheck->setChecked(true);
 }
 
@@ -113,20 +139,41 @@ void TOVAStreamingTab::createTriggerRow()
 
 void TOVAStreamingTab::createExlTriggerGroup(QWidget* row)
 {
-    m_exlTriggerGroup = createCheckableGroup(QStringLiteral("EXL Trigger"), row, false);
-    m_startAddressEdit = createAddressRow(QStringLiteral("Start Address (0x)"), m_exlTriggerGroup);
-    m_endAddressEdit = createAddressRow(QStringLiteral("End Address (0x)"), m_exlTriggerGroup);
+    m_exlTriggerGroup = createCheckableGroup(
+        QStringLiteral("EXL Trigger"),
+        QStringLiteral(
+            "Makes the recording wait for an EXL trace entry with a code address in this range."),
+        row);
+    m_startAddressEdit = createAddressRow(
+        QStringLiteral("Start Address (0x)"),
+        QStringLiteral("The first code address of the range, in hexadecimal."), m_exlTriggerGroup);
+    m_endAddressEdit = createAddressRow(
+        QStringLiteral("End Address (0x)"),
+        QStringLiteral("The last code address of the range, in hexadecimal."), m_exlTriggerGroup);
+    m_exlTriggerGroup->setChecked(false);
 }
 
 void TOVAStreamingTab::createPxtsTriggerGroup(QWidget* row)
 {
-    m_pxtsTriggerGroup = createCheckableGroup(QStringLiteral("PXTS Trigger"), row, false);
-    m_pxtsStandardCheck = new QCheckBox(QStringLiteral("Standard"), m_pxtsTriggerGroup);
+    m_pxtsTriggerGroup = createCheckableGroup(
+        QStringLiteral("PXTS Trigger"),
+        QStringLiteral(
+            "Makes the recording wait for a PXTS trace entry with one of the tags chosen below."),
+        row);
+    m_pxtsStandardCheck = createCheckBox(
+        QStringLiteral("Standard"),
+        QStringLiteral("Lets any of the standard PXTS tags end the waiting."), m_pxtsTriggerGroup);
     m_pxtsStandardCheck->setChecked(true);
     auto* tagRow = new Q3HBox(m_pxtsTriggerGroup);
-    m_pxtsCustomTagCheck = new QCheckBox(QStringLiteral("Custom Tag (0x) "), tagRow);
+    m_pxtsCustomTagCheck = createCheckBox(
+        QStringLiteral("Custom Tag (0x) "),
+        QStringLiteral("Lets the PXTS tag in the field on the right end the waiting."), tagRow);
     m_customTagEdit = new QLineEdit(tagRow);
+    m_customTagEdit->setAccessibleName(QStringLiteral("Custom tag in hexadecimal"));
+    m_customTagEdit->setToolTip(
+        QStringLiteral("The PXTS tag to wait for, in hexadecimal, FFFF at most."));
     limitToHex(m_customTagEdit, maxCustomTag);
+    m_pxtsTriggerGroup->setChecked(false);
 }
 
 void TOVAStreamingTab::createRecordingModeGroup()
@@ -134,26 +181,43 @@ void TOVAStreamingTab::createRecordingModeGroup()
     m_recordingModeGroup = new Q3VGroupBox(QStringLiteral("Recording mode"), this);
     auto* row = new Q3HBox(m_recordingModeGroup);
 
-    m_hardwareBufferGroup = createCheckableGroup(QStringLiteral("HW Circular buffer"), row, false);
+    m_hardwareBufferGroup =
+        createCheckableGroup(QStringLiteral("HW Circular buffer"),
+                             QStringLiteral("The board keeps the last 2 MB of trace until the "
+                                            "trigger fires, then they go into the file."),
+                             row);
     new PlainLabel(QStringLiteral("Buffer stored on the Brannel."), m_hardwareBufferGroup);
     new PlainLabel(QStringLiteral("Size is 2MB"), m_hardwareBufferGroup);
+    m_hardwareBufferGroup->setChecked(false);
 
     createCircularGroup(row);
 
-    m_onTheFlyGroup = createCheckableGroup(QStringLiteral("In the file on the fly"), row, false);
+    m_onTheFlyGroup = createCheckableGroup(
+        QStringLiteral("In the file on the fly"),
+        QStringLiteral(
+            "All of the trace goes into the file as it arrives, however long the recording takes."),
+        row);
     new PlainLabel(QStringLiteral("Data stored directly in the file."), m_onTheFlyGroup);
     new PlainLabel(QStringLiteral("Size is illimited (HD limitation)."), m_onTheFlyGroup);
+    m_onTheFlyGroup->setChecked(false);
 }
 
 void TOVAStreamingTab::createCircularGroup(QWidget* row)
 {
-    m_circularGroup = createCheckableGroup(QStringLiteral("SW Circular buffer"), row, true);
+    m_circularGroup =
+        createCheckableGroup(QStringLiteral("SW Circular buffer"),
+                             QStringLiteral("The PC keeps the last megabytes of trace in memory "
+                                            "and saves them when the recording stops."),
+                             row);
     new PlainLabel(QStringLiteral("Buffer stored in the PC RAM."), m_circularGroup);
     auto* sizeRow = new Q3HBox(m_circularGroup);
     auto* label = new PlainLabel(QStringLiteral("Size"), sizeRow);
     label->setFixedWidth(sizeLabelWidth);
     m_bufferSizeEdit = new QLineEdit(sizeRow);
     m_bufferSizeEdit->setAlignment(Qt::AlignRight);
+    m_bufferSizeEdit->setToolTip(
+        QStringLiteral("How many megabytes of the trace are kept, from 1 to 64."));
+    label->setBuddy(m_bufferSizeEdit);
     auto* validator = new TOVASizeValidator(m_bufferSizeEdit, nullptr);
     validator->changeMaxValue(maxBufferMegabytes);
     m_bufferSizeEdit->setValidator(validator);
@@ -168,10 +232,15 @@ void TOVAStreamingTab::createRecordingGroup()
     tighten(*row);
     m_startStopButton = new QPushButton(QStringLiteral("Start!"), row);
     m_startStopButton->setFixedWidth(startStopButtonWidth);
+    m_startStopButton->setToolTip(
+        QStringLiteral("Starts a recording, or asks the board to end the one that runs."));
     m_brutalStopButton = new QPushButton(QStringLiteral("Brutal Stop in 5 seconds!"), row);
+    m_brutalStopButton->setToolTip(QStringLiteral(
+        "Ends the recording without an answer from the board and keeps what has arrived."));
     m_brutalStopButton->hide();
     createSpacer<PipoWidget>(row, QSizePolicy::Minimum);
     m_statusLabel = new PlainLabel(row);
+    m_statusLabel->setAccessibleDescription(QStringLiteral("Status of the recording"));
     createSpacer<PipoWidget>(row, QSizePolicy::Minimum);
     connect(m_brutalStopButton, &QPushButton::clicked, this, &TOVAStreamingTab::brutalStop);
     connect(m_startStopButton, &QPushButton::clicked, this, &TOVAStreamingTab::go);

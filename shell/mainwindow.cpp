@@ -36,6 +36,7 @@ TOVAMainWindow::TOVAMainWindow()
 void TOVAMainWindow::createPages(QWidget* box)
 {
     auto* tabs = new QTabWidget(box);
+    tabs->setAccessibleName(QStringLiteral("Pages"));
     m_brannelTab = new TOVABrannelTab(tabs);
     tabs->addTab(m_brannelTab, QStringLiteral("Burn Flash"));
     m_streamingTab = new TOVAStreamingTab(tabs);
@@ -49,6 +50,7 @@ void TOVAMainWindow::createBottomBar(QWidget* box)
     createSpacer(bar, QSizePolicy::Minimum);
     m_resetButton = new QPushButton(QStringLiteral("Reset"), bar);
     m_resetButton->setFixedWidth(resetButtonWidth);
+    m_resetButton->setToolTip(QStringLiteral("Resets the target that is attached to the board."));
     connect(m_resetButton, &QPushButton::clicked, this, &TOVAMainWindow::reset);
 }
 
@@ -66,6 +68,9 @@ void TOVAMainWindow::createOptionsMenu()
     auto* options = new QMenu(QStringLiteral("Options"), this);
     menuBar()->addMenu(options);
     QAction* protect = options->addAction(QStringLiteral("Protect Start/Stop double click"));
+    protect->setToolTip(QStringLiteral(
+        "Ignores the second click of a double click on the button that starts and stops."));
+    options->setToolTipsVisible(true);
     protect->setCheckable(true);
     protect->setChecked(true);
     connect(options, &QMenu::triggered, this, &TOVAMainWindow::protectClickAction);

@@ -1,15 +1,34 @@
 #include "widgets/recentfiles.h"
 
+#include "widgets/plainlabel.h"
+
 #include <QComboBox>
 #include <QCompleter>
 #include <QFileInfo>
+#include <QLineEdit>
 #include <QStringList>
 
-QComboBox* createRecentFilesCombo(QWidget* parent)
+namespace
+{
+
+void nameUnseen(QComboBox& combo, const QString& name)
+{
+    // On Linux the accessible name of a combo box is the text in it, whatever name it is given:
+    // only a label tells what it is called.
+    auto* label = new PlainLabel(name, combo.parentWidget());
+    label->hide();
+    label->setBuddy(&combo);
+    combo.lineEdit()->setAccessibleName(name);
+}
+
+} // namespace
+
+QComboBox* createRecentFilesCombo(const QString& name, QWidget* parent)
 {
     auto* combo = new QComboBox(parent);
     combo->setObjectName(QStringLiteral("editable combobox"));
     combo->setEditable(true);
+    nameUnseen(*combo, name);
     // A long path in the list must not make the window wider than the screen.
     combo->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     combo->setMinimumContentsLength(40);

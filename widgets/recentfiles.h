@@ -7,8 +7,8 @@ class QWidget;
 
 /// Creates an editable combo box for a path, owned by `parent`: its edit text is the path in use,
 /// its list the recent files. It completes from the list in a popup and never changes what is
-/// typed.
-QComboBox* createRecentFilesCombo(QWidget* parent);
+/// typed. `name` is what a screen reader calls it; nothing of it is seen.
+QComboBox* createRecentFilesCombo(const QString& name, QWidget* parent);
 
 /// Replaces the list and keeps the edit text.
 void refillRecentFiles(QComboBox& combo, const QStringList& files);

@@ -30,8 +30,7 @@ class Moments:
         pass
 
     def open_dialog(self):
-        self.program.click(self.program.find("push button", "...",
-                                             inside="Choose destination record file"))
+        self.program.click(self.program.find("push button", "Browse for the record file"))
         self.program.wait_for(self.program.boxes, 20, "the file dialog")
 
     def burn(self, status):
