@@ -38,7 +38,7 @@ __all__ = ["Desktop", "DriverError", "Program", "wait_for", "with_simulator"]
 ACCESSIBLE = "org.a11y.atspi.Accessible"
 ROOT = "/org/a11y/atspi/accessible/root"
 PROPERTIES = "org.freedesktop.DBus.Properties"
-STATES = {"active": 1, "checked": 4, "editable": 7, "enabled": 8, "focused": 12, "modal": 16,
+STATES = {"active": 1, "checked": 4, "editable": 7, "enabled": 8, "focusable": 11, "focused": 12, "modal": 16,
           "selected": 23, "showing": 25}
 
 
