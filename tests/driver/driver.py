@@ -74,8 +74,11 @@ class Widget:
 
 def with_simulator(desktop, program_path):
     """A copy of the built program that has the simulated board in its lib/: where the program was
-    built, a real board's library may lie. A link would not do, the loader follows it."""
+    built, a real board's library may lie. A link would not do, the loader follows it. A program
+    that lies in no build's folder is installed: it is used as it is."""
     build = os.path.dirname(os.path.dirname(os.path.abspath(program_path)))
+    if not os.path.isdir(f"{build}/simulator"):
+        return program_path
     for folder, source in (("bin", program_path), ("lib", f"{build}/simulator/libbranlib.so")):
         os.makedirs(os.path.join(desktop.dir, folder), exist_ok=True)
         shutil.copy(source, os.path.join(desktop.dir, folder))
