@@ -6,18 +6,13 @@
 #include <QGroupBox>
 #include <QWidget>
 
-#include <utility>
-
 /// A Frame that lays out its children in the order of their creation: a child is placed by creating
 /// it with the box as parent.
 template <class Frame, QBoxLayout::Direction direction>
 class ChildBox : public Frame
 {
 public:
-    template <class... Arguments>
-    explicit ChildBox(Arguments&&... arguments) : Frame(std::forward<Arguments>(arguments)...)
-    {
-    }
+    using Frame::Frame;
 
     /// Sets the free pixels around all children.
     void setMargin(int pixels) { m_box->setContentsMargins(pixels, pixels, pixels, pixels); }

@@ -1,8 +1,8 @@
 #pragma once
 
+#include <QStringList>
+
 class QComboBox;
-class QString;
-class QStringList;
 class QWidget;
 
 /// Creates an editable combo box for a path, owned by `parent`: its edit text is the path in use,

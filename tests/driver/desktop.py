@@ -71,19 +71,22 @@ class Desktop:
             file.write(BUS_CONFIG.format(dir=self.dir))
         address = self._start_announcing(["dbus-daemon", f"--config-file={config}", "--nofork",
                                           "--nopidfile", "--print-address={fd}"])
-        self.env["DBUS_SESSION_BUS_ADDRESS"] = self.env["AT_SPI_BUS_ADDRESS"] = address
-        self.bus = Gio.DBusConnection.new_for_address_sync(
-            address, Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT
-            | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION, None, None)
-        self._start([shutil.which("at-spi2-registryd", path="/usr/libexec:/usr/lib/at-spi2-core")
-                     or "at-spi2-registryd"])
+        self.env["DBUS_SESSION_BUS_ADDRESS"] = address
+        self._start([shutil.which("at-spi-bus-launcher", path="/usr/libexec:/usr/lib/at-spi2-core")
+                     or "at-spi-bus-launcher", "--launch-immediately"])
+        session = connect(address)
+        address = wait_for(lambda: session.call_sync(
+            "org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus", "GetAddress", None, None,
+            Gio.DBusCallFlags.NO_AUTO_START, CALL_TIMEOUT_MS, None).unpack()[0],
+                           20, "the bus for accessibility")
+        session.close_sync(None)
+        self.bus = connect(address)
         # Qt 5.15 asks the bus launcher for the address too late when accessibility is forced on,
         # and then stays silent for good. The address on the root window it reads at once.
         self.x = XClient(self.display)
         self.x.set_root_text("AT_SPI_BUS", address)
         self._start(["openbox", "--sm-disable", "--config-file", "/etc/xdg/openbox/rc.xml"])
         wait_for(lambda: self.x.root_has("_NET_SUPPORTING_WM_CHECK"), 20, "the window manager")
-        wait_for(lambda: "org.a11y.atspi.Registry" in self.ask_bus("ListNames"), 20, "the registry")
 
     def _start(self, command, **options):
         process = subprocess.Popen(command, env=self.env, stdin=subprocess.DEVNULL,
@@ -151,6 +154,12 @@ class Desktop:
 
     def screenshot(self, path, *what):
         self.tool("import", "-silent", *what, os.fspath(path))
+
+
+def connect(address):
+    return Gio.DBusConnection.new_for_address_sync(
+        address, Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT
+        | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION, None, None)
 
 
 def die_with_parent():

@@ -275,6 +275,9 @@ class Program:
         x, y, width, height = widget.rect
         if widget.role == "check box" and widget.children:
             position = x + 30, y + 9  # a checkable group box: only its title takes clicks
+        elif widget.role == "menu item":
+            # Above a tab's middle, this click and the tab's would be one double click.
+            position = x + 10, y + height / 2
         else:
             position = x + width / 2, y + height / 2
         # No --sync: that waits 15 s when the mouse is there already; the events keep their order.

@@ -80,7 +80,7 @@ BRAN_ERR_T BRAN_GetRecordData(BRAN_RECORD_CONTEXT_T& /*context*/, char* buffer, 
         return BRAN_RECORDING_FINISHED;
     }
     const QByteArray bytes = board.reads.front().bytes;
-    const int count = std::min(bytes.size() - board.delivered, int(size));
+    const int count = std::min(int(bytes.size()) - board.delivered, int(size));
     std::copy_n(bytes.begin() + board.delivered, count, buffer);
     bytesRead = unsigned(count);
     board.delivered += count;
