@@ -1,10 +1,10 @@
 #include "tests/support/cleanstart.h"
+#include "tests/support/limit.h"
 #include "tests/support/modal.h"
 #include "tests/support/recordpage.h"
 #include "tests/support/table.h"
 
 #include <optional>
-#include <sys/resource.h>
 
 using Read = ScriptedBoard::Read;
 
@@ -16,6 +16,8 @@ constexpr int fullRead = 32768;
 
 /// How a record file begins, with the new EXL format.
 const QByteArray header("DBGP\1\0\2\0", 8);
+
+const QString idle = QStringLiteral("Start!, 10 groups");
 
 /// Bytes of which no two stretches of a ring's length are alike.
 QByteArray trace(int count)
@@ -37,6 +39,14 @@ QString endOf(const QString& mode, int bytes, const QString& stop)
         .arg(QString::number(bytes), stop);
 }
 
+using Ends = Table<QString, QString, int, QString, QString, QString>;
+using Refusals = Table<QString, QString, QStringList>;
+using Refreshes = Table<QString, QString>;
+using Rings = Table<QString, int, int>;
+using FullDisks = Table<QString, int, bool>;
+using Unsaved = Table<QString, QString>;
+using Stops = Table<QString, QString, QString>;
+
 } // namespace
 
 class tst_recording : public QObject
@@ -48,60 +58,70 @@ private slots:
 
     void endsAndFails_data()
     {
-        columns<QString, QString, int, bool, QString, QString>("mode", "reads", "result", "brutal",
-                                                               "recorded", "stop");
+        const Ends end;
         for (const QString& mode : {onTheFly, hardware, ring}) {
-            row(mode + ": nothing", mode, "", 9, false, "", "Nicely");
-            row(mode + ": last bytes with the end", mode, "one,,two", 9, false, "onetwo", "Nicely");
-            row(mode + ": brutal stop", mode, "one,two,three", 0, true, "onetwo", "Brutally");
-            row(mode + ": failing, but hidden", mode, "one,lost", 77, true, "onelost", "Brutally");
-            row(mode + ": failing", mode, "one,lost", 77, false, "one", "on error");
+            end.row(mode + ": nothing", mode, "", 9, "", "", "Nicely");
+            end.row(mode + ": last bytes with the end", mode, "one,,two", 9, "", "onetwo",
+                    "Nicely");
+            end.row(mode + ": brutal stop", mode, "one,two,three", 0, "brutal stop", "onetwo",
+                    "Brutally");
+            end.row(mode + ": failing, but hidden", mode, "one,lost", 77, "brutal stop", "onelost",
+                    "Brutally");
+            end.row(mode + ": failing", mode, "one,lost", 77, "", "one", "on error");
+            for (const int result : {0, 9}) {
+                end.row(mode + ": impossible, " + QString::number(result), mode, "one,lost", result,
+                        "impossible", "one", "on error");
+            }
         }
     }
     void endsAndFails()
     {
-        QFETCH(QString, mode);
-        QFETCH(QString, reads);
-        QFETCH(int, result);
-        QFETCH(bool, brutal);
-        QFETCH(QString, recorded);
-        QFETCH(QString, stop);
+        const auto [mode, reads, result, event, recorded, stop] = Ends::fetch();
         RecordPage page(mode);
+        board.state = [&] { return page.state() + ", " + page.status->text(); };
         for (const QString& bytes : reads.split(',')) {
             board.reads.push_back({bytes.toLatin1()});
         }
         board.reads.back().result = BRAN_ERR_T(result);
-        // The header of a ring's file is written at its end.
-        bool rememberedAtOnce = false;
+        board.reads.back().claims = event == "impossible" ? 4000000000U : 0;
         board.reads.front().meanwhile = [&] {
+            const bool isRemembered = contentOf("tovaconfig.cfg").contains("a.prf");
+            board.note(isRemembered ? "remembered" : "not remembered");
+            // A ring's header is written at its end.
             page.newExl->click();
-            rememberedAtOnce = contentOf("tovaconfig.cfg").contains("a.prf");
         };
-        if (brutal) {
+        if (event == "brutal stop") {
             board.reads[1].meanwhile = [&] { page.tab->brutalStop(); };
         }
-        qint64 sizeAtTheEnd = 0;
         connect(page.tab, &TOVAStreamingTab::ungreyParentGUI,
-                [&] { sizeAtTheEnd = QFileInfo("a.prf").size(); });
-        QStringList journal{"grey | Stop!", "start | Stop! off, 1000"};
+                [] { board.note(QStringLiteral("%1 bytes").arg(QFileInfo("a.prf").size())); });
+        const bool isSaved = mode != ring || stop != "on error";
+        const QString status =
+            isSaved ? endOf(mode, recorded.size(), stop)
+                    : "Read 3 bytes. Cursor at 3. Read count : 2 (Stopped on error!)";
+        QStringList journal{"grey | Stop!, ", "start | Stop! off, 1000, ",
+                            mode == ring ? "not remembered" : "remembered"};
+        QString statusAtTheEnd = status;
         if (stop == "on error") {
             answerBox();
-            journal += "Tovalink: it is <b>damaged";
+            journal += event.isEmpty() ? "Tovalink: it is <b>damaged"
+                                       : "Tovalink: The board library reported 4000000000 bytes, "
+                                         "which is more than it was asked for. They were not "
+                                         "recorded.";
+            statusAtTheEnd = mode == hardware ? "" : status;
         }
         click(page.startStop);
 
-        QCOMPARE(board.journal, journal << "ungrey | Start!, 10 groups");
         QByteArray file = header + recorded.toLatin1();
         file[6] = mode == ring ? 1 : 2;
-        const bool saved = mode != ring || stop != "on error";
-        QCOMPARE(contentOf("a.prf"), saved ? file : QByteArray());
-        QCOMPARE(sizeAtTheEnd, contentOf("a.prf").size());
-        QCOMPARE(page.status->text(),
-                 saved ? endOf(mode, recorded.size(), stop)
-                       : "Read 3 bytes. Cursor at 3. Read count : 2 (Stopped on error!)");
-        QCOMPARE(rememberedAtOnce, mode != ring);
-        QCOMPARE(contentOf("tovaconfig.cfg").contains("a.prf"), saved);
-        QCOMPARE(page.file->count(), int(saved));
+        file = isSaved ? file : QByteArray();
+        journal << "ungrey | " + idle + ", " + statusAtTheEnd
+                << QStringLiteral("%1 bytes").arg(file.size());
+        QCOMPARE(board.journal, journal);
+        QCOMPARE(page.status->text(), status);
+        QCOMPARE(contentOf("a.prf"), file);
+        QCOMPARE(contentOf("tovaconfig.cfg").contains("a.prf"), isSaved);
+        QCOMPARE(page.file->count(), int(isSaved));
 
         // Whatever ended it, the next recording is a normal one.
         // A click at once is the second one of a double click on "Stop!".
@@ -114,34 +134,32 @@ private slots:
 
     void refusesBeforeItStarts_data()
     {
-        columns<QString, QString, QString>("mode", "file", "told");
+        const Refusals refusal;
         const QString noName = "You'd better chose a filename before recording!";
         const QString cannotOpen = "Tovalink: Cannot open file for writing. File may be in "
                                    "read-only mode, or it is already opened by another application";
-        row("a folder", onTheFly, ".", cannotOpen);
-        row("a folder, hardware", hardware, ".", cannotOpen);
+        refusal.row("a folder", onTheFly, ".", {cannotOpen, ""});
+        refusal.row("a folder, hardware", hardware, ".", {cannotOpen, ""});
         for (const QString& mode : {onTheFly, hardware, ring}) {
-            row(mode + ": no name", mode, "", noName);
-            row(mode + ": start fails", mode, "a.prf",
-                "grey; start; Tovalink: it is <b>damaged; ungrey; Stopped on error.");
+            refusal.row(mode + ": no name", mode, "", {noName});
+            refusal.row(mode + ": start fails", mode, "a.prf",
+                        {"grey", "start", "Tovalink: it is <b>damaged",
+                         "ungrey | Stopped on error.", "Stopped on error."});
         }
     }
     void refusesBeforeItStarts()
     {
-        QFETCH(QString, mode);
-        QFETCH(QString, file);
-        QFETCH(QString, told);
+        const auto [mode, file, told] = Refusals::fetch();
         const RecordPage page(mode);
         page.file->setEditText(file);
-        board.state = nullptr;
+        board.state = [&] { return page.status->text(); };
         board.failing = "start";
         if (!file.isEmpty()) {
             answerBox();
         }
         click(page.startStop);
-        QCOMPARE(lines(told), page.status->text().isEmpty() ? board.journal
-                                                            : board.journal << page.status->text());
-        QCOMPARE(page.state(), QString("Start!, 10 groups"));
+        QCOMPARE(board.journal << page.status->text(), told);
+        QCOMPARE(page.state(), idle);
         // An empty file is left behind where a recording goes to its file directly.
         const bool opened = mode != ring && file == "a.prf";
         QCOMPARE(QFile::exists("a.prf"), opened);
@@ -151,23 +169,24 @@ private slots:
 
     void refreshesAfterMoreThan200Milliseconds_data()
     {
-        columns<QString, QString>("mode", "statuses");
         // Each is what stands there while the next read goes on.
-        row("on the fly", onTheFly,
-            "before; Recorded 0 bytes (0 KB/s).; Recorded 0 bytes (0 KB/s).; Recorded 1000 bytes "
-            "(4.85852 KB/s).; Recorded 33768 bytes (128 KB/s).; Recorded 33768 bytes (0 KB/s).");
-        row("ring", ring,
-            "before; Buffer contains 0 bytes (0 KB/s).; Buffer contains 0 bytes (0 KB/s).; Buffer "
-            "contains 1000 bytes (4.85852 KB/s).; Buffer contains 33768 bytes (128 KB/s).; Buffer "
-            "contains 33768 bytes (0 KB/s).");
-        row("hardware", hardware,
-            "before; Waiting for trigger...; Waiting for trigger...; Triggered! Recorded 1000 "
-            "bytes.; Triggered! Recorded 33768 bytes.; Triggered! Recorded 33768 bytes.");
+        const Refreshes status;
+        status.row("on the fly", onTheFly,
+                   "before; Recorded 0 bytes (0 KB/s).; Recorded 0 bytes (0 KB/s).; Recorded 1000 "
+                   "bytes (4.85852 KB/s).; Recorded 33768 bytes (128 KB/s).; Recorded 33768 bytes "
+                   "(0 KB/s).");
+        status.row("ring", ring,
+                   "before; Buffer contains 0 bytes (0 KB/s).; Buffer contains 0 bytes (0 KB/s).; "
+                   "Buffer contains 1000 bytes (4.85852 KB/s).; Buffer contains 33768 bytes (128 "
+                   "KB/s).; Buffer contains 33768 bytes (0 KB/s).");
+        status.row("hardware", hardware,
+                   "before; Waiting for trigger...; Waiting for trigger...; Triggered! Recorded "
+                   "1000 bytes.; Triggered! Recorded 33768 bytes.; Triggered! Recorded 33768 "
+                   "bytes.");
     }
     void refreshesAfterMoreThan200Milliseconds()
     {
-        QFETCH(QString, mode);
-        QFETCH(QString, statuses);
+        const auto [mode, statuses] = Refreshes::fetch();
         const RecordPage page(mode);
         page.status->setText("before");
         QStringList seen;
@@ -190,21 +209,17 @@ private slots:
 
     void ringKeepsTheLastBytes_data()
     {
-        columns<QString, int, int>("size", "first", "total");
-        row("one byte short of full", "1", fullRead, megabyte - 1);
-        row("exactly full", "1", fullRead, megabyte);
-        row("full, then one byte", "1", fullRead, megabyte + 1);
-        row("a read crosses the end by one byte", "1", 1, megabyte + 1);
-        row("a read crosses the end but for one byte", "1", fullRead - 1, megabyte + fullRead - 1);
-        row("three times around", "1", 77, 3 * megabyte + 12345);
-        row("no size is one megabyte", "", 77, megabyte + 12345);
-        row("the largest size", "64", 77, 64 * megabyte + 12345);
+        const Rings bytes;
+        bytes.row("one byte short of full", "1", fullRead, megabyte - 1);
+        bytes.row("exactly full", "1", fullRead, megabyte);
+        bytes.row("full, then one byte", "1", fullRead, megabyte + 1);
+        bytes.row("a read crosses the end by one byte", "1", 1, megabyte + 1);
+        bytes.row("no size is one megabyte", "", 77, megabyte + 12345);
+        bytes.row("the largest size", "64", 77, 64 * megabyte + 12345);
     }
     void ringKeepsTheLastBytes()
     {
-        QFETCH(QString, size);
-        QFETCH(int, first);
-        QFETCH(int, total);
+        const auto [size, first, total] = Rings::fetch();
         const QByteArray bytes = trace(total);
         const RecordPage page;
         // A larger ring, then the one in question, twice: each holds its own recording only.
@@ -227,12 +242,11 @@ private slots:
         const RecordPage page;
         page.size->setText("1");
         board.reads.assign((qint64(1) << 32) / fullRead + 1, Read{trace(fullRead)});
-        QString shown;
         board.reads.back().lasts = 201;
         board.reads.push_back(
-            {"", BRAN_RECORDING_FINISHED, 0, [&] { shown = page.status->text(); }});
+            {"", BRAN_RECORDING_FINISHED, 0, [&] { board.note(page.status->text()); }});
         click(page.startStop);
-        QVERIFY(shown.startsWith("Buffer is full. Cursor at 32768 ("));
+        QCOMPARE(board.journal.filter("Buffer is full. Cursor at 32768 (").size(), 1);
         QCOMPARE(QFileInfo("a.prf").size(), header.size() + megabyte);
     }
 
@@ -243,100 +257,145 @@ private slots:
 #endif
         const RecordPage page;
         page.size->setText("64");
-        rlimit limit{};
-        QCOMPARE(getrlimit(RLIMIT_DATA, &limit), 0);
         answerBox();
-#ifndef __SANITIZE_ADDRESS__
-        const rlimit scarce{rlim_t(40) * megabyte, limit.rlim_max};
-        QCOMPARE(setrlimit(RLIMIT_DATA, &scarce), 0);
-#endif
         // The stop is answered after two more reads.
-        page.record({{"dropped"}, {"dropped", BRAN_SUCCESS, 0, [] { board.note("look"); }}});
-        QCOMPARE(setrlimit(RLIMIT_DATA, &limit), 0);
+        withLimit(RLIMIT_DATA, 40 * megabyte, [&] {
+            page.record({{"dropped"}, {"dropped", BRAN_SUCCESS, 0, [] { board.note("look"); }}});
+        });
         QCOMPARE(board.journal.mid(1, 3),
                  lines("start | Stop! off, 1000; stop; look | Stop! off, 5000"));
         QCOMPARE(board.journal.filter(" 67141632 bytes").size(), 1);
-        QCOMPARE(page.state(), QString("Start!, 10 groups"));
+        QCOMPARE(page.state(), idle);
         QVERIFY(!QFile::exists("a.prf"));
     }
 
-    void saveMayChooseAnotherFile()
+    void fullDiskEndsTheRecording_data()
     {
-        const QString folder = m_start->path();
+        const FullDisks disk;
+        for (const QString& mode : {onTheFly, hardware}) {
+            disk.row(mode + ": in the header", mode, 4, true);
+            disk.row(mode + ": in the middle of a read", mode, 40000, true);
+            disk.row(mode + ": with the last bytes", mode, 50000 + 8, true);
+            disk.row(mode + ": and the stop is not answered", mode, 40000, false);
+        }
+    }
+    void fullDiskEndsTheRecording()
+    {
+        const auto [mode, room, answers] = FullDisks::fetch();
+        RecordPage page(mode);
+        const QByteArray bytes = trace(50100);
+        const int piece = mode == hardware ? 500 : 20000;
+        std::deque<Read> reads;
+        for (int at = 0; at < bytes.size(); at += piece) {
+            reads.push_back({bytes.mid(at, piece), BRAN_SUCCESS, 201});
+        }
+        reads.back().result = BRAN_RECORDING_FINISHED;
+        if (!answers) {
+            board.onStop = [&page] {
+                board.reads.clear();
+                for (const int period : {5000, 1000, 1000, 1000, 1000, 1000}) {
+                    board.reads.push_back(
+                        {"dropped", BRAN_SUCCESS, 201, [&page, period] { page.expire(period); }});
+                }
+                board.reads.push_back({"never read"});
+            };
+        }
+        answerBox();
+        withLimit(RLIMIT_FSIZE, rlim_t(room), [&] { page.record(reads); });
+        const int safe = std::max(room - 8, 0);
+        const QString box = "Tovalink: Cannot write a.prf: File too large. The first %1 bytes of "
+                            "the recording are in the file.";
+        QCOMPARE(board.journal.filter(box.arg(safe)).size(), 1);
+        QCOMPARE(board.journal.filter("stop").size(), room > 50000 ? 0 : 1);
+        QCOMPARE(page.status->text(), endOf(mode, safe, "on error"));
+        QCOMPARE(page.state(), idle);
+        QCOMPARE(contentOf("a.prf"), (header + bytes).left(room));
+        QCOMPARE(board.reads.empty(), answers);
+    }
+
+    void unsavedRingStaysInMemory_data()
+    {
+        const Unsaved file;
+        file.row("a folder", ".",
+                 "TOVAlink: Cannot open file for writing.\nFile may be in read-only mode, or it is "
+                 "already opened by another application.\n");
+        file.row("a full disk", "/dev/full",
+                 "TOVAlink: Cannot write /dev/full: No space left on device. The first 0 bytes of "
+                 "the recording are in the file.");
+    }
+    void unsavedRingStaysInMemory()
+    {
+        const auto [file, box] = Unsaved::fetch();
+        const QString chosen = m_start->path() + "/b";
         const RecordPage page;
         board.state = nullptr;
-        page.file->setEditText(folder);
+        page.file->setEditText(file);
         // The dialog is cancelled first, so that the same box comes back.
         answerBox("Chose again");
         whenShown<QFileDialog>([&](QFileDialog& dialog) {
             dialog.reject();
             answerBox("Chose again");
-            chooseInDialog(folder + "/b");
+            chooseInDialog(chosen);
         });
-        page.record({{"kept"}});
-        QCOMPARE(
-            board.journal.count("TOVAlink: Cannot open file for writing.\nFile may be in read-only "
-                                "mode, or it is already opened by another application.\n"),
-            2);
-        QCOMPARE(contentOf("b.prf"), header + "kept");
-        QCOMPARE(TOVAConfiguration::m_lastPrfFiles, QStringList{folder + "/b.prf"});
-    }
+        page.record({{trace(20000)}});
+        QCOMPARE(board.journal, QStringList({"grey", "start", box, box, "ungrey"}));
+        QCOMPARE(contentOf("b.prf"), header + trace(20000));
+        QCOMPARE(page.status->text(), endOf(ring, 20000, "Nicely"));
+        QCOMPARE(TOVAConfiguration::m_lastPrfFiles.first(), chosen + ".prf");
 
-    void saveMayBeCancelled()
-    {
-        const RecordPage page;
-        page.file->setEditText(".");
         // The countdown goes on while the user is asked, but cannot change how it has ended.
+        page.file->setEditText(file);
         whenShown<QMessageBox>([&](QMessageBox&) {
             page.tab->brutalStop();
             answerBox("Cancel");
         });
         page.record({{"dropped"}});
         QCOMPARE(page.status->text(), QString("(Stopped Nicely, user has chosen not to save)."));
-        QCOMPARE(page.state(), QString("Start!, 10 groups"));
+        QCOMPARE(page.state(), idle);
     }
 
     void stops_data()
     {
-        columns<QString, QString, QString>("mode", "story", "end");
+        const Stops stop;
         const QString counting = " | Stop! off, Brutal stop in %1 seconds!, 1000; ";
         const QString unanswered = "start; click; stop; 5000 | Stop! off, 5000; ";
         for (const QString& mode : {onTheFly, hardware, ring}) {
-            row(mode + ": asked for once", mode,
-                "start; click; stop; click | Stop! off, 5000; look", endOf(mode, 0, "Nicely"));
-            row(mode + ": not in the first second", mode,
-                "start | Stop! off, 1000; click; 1000; click | Stop!; stop; look | Stop! off, 5000",
-                endOf(mode, 0, "Nicely"));
-            row(mode + ": brutal stop counts down", mode,
-                unanswered + "1000" + counting.arg(5) + "1000" + counting.arg(4) + "1000" +
-                    counting.arg(3) + "1000" + counting.arg(2) + "1000" + counting.arg(1) +
-                    "look | Stop! off, Brutal stop in 1 seconds!",
-                endOf(mode, 0, "Brutally"));
+            stop.row(mode + ": asked for once", mode,
+                     "start; click; stop; click | Stop! off, 5000; look", endOf(mode, 0, "Nicely"));
+            stop.row(mode + ": not in the first second", mode,
+                     "start | Stop! off, 1000; click; 1000; click | Stop!; stop; look | Stop! off, "
+                     "5000",
+                     endOf(mode, 0, "Nicely"));
+            stop.row(mode + ": brutal stop counts down", mode,
+                     unanswered + "1000" + counting.arg(5) + "1000" + counting.arg(4) + "1000" +
+                         counting.arg(3) + "1000" + counting.arg(2) + "1000" + counting.arg(1) +
+                         "look | Stop! off, Brutal stop in 1 seconds!",
+                     endOf(mode, 0, "Brutally"));
         }
-        row("brutal stop by a click, after the trigger", hardware,
-            unanswered + "data" + counting.arg(5) + "1000; brutal" + counting.arg(4).chopped(2),
-            endOf(hardware, 1, "Brutally"));
-        row("no brutal stop after the trigger", hardware,
-            "start; click; stop; data | Stop! off, 5000; 5000; look | Stop! off",
-            endOf(hardware, 1, "Nicely"));
-        row("the trigger takes the stop away", hardware,
-            "start | Stop! off, 1000; data; force | Stop! off; data", endOf(hardware, 2, "Nicely"));
+        stop.row("brutal stop by a click, after the trigger", hardware,
+                 unanswered + "data" + counting.arg(5) + "1000; brutal" +
+                     counting.arg(4).chopped(2),
+                 endOf(hardware, 1, "Brutally"));
+        stop.row("no brutal stop after the trigger", hardware,
+                 "start; click; stop; data | Stop! off, 5000; 5000; look | Stop! off",
+                 endOf(hardware, 1, "Nicely"));
+        stop.row("the trigger takes the stop away", hardware,
+                 "start | Stop! off, 1000; data; forced click | Stop! off; data",
+                 endOf(hardware, 2, "Nicely"));
     }
     void stops()
     {
-        QFETCH(QString, mode);
-        QFETCH(QString, story);
-        QFETCH(QString, end);
+        const auto [mode, story, end] = Stops::fetch();
         TOVAConfiguration::m_isDoubleClickedProtected = story.startsWith("start | Stop! off");
         const RecordPage page(mode);
         page.startStop->setFocus();
         const auto act = [&](const QString& step) {
             board.note(step);
             page.expire(step.toInt());
-            if (step == "force") {
+            if (step == "forced click") {
                 page.startStop->setEnabled(true);
             }
-            if (step == "click" || step == "force") {
+            if (step.endsWith("click")) {
                 click(page.startStop);
             } else if (step == "brutal") {
                 page.brutalStop->click();
@@ -356,7 +415,7 @@ private slots:
         // The page greys the window first and ungreys it last.
         QCOMPARE(board.journal.mid(1, board.journal.size() - 2), lines(story));
         QCOMPARE(page.status->text(), end);
-        QCOMPARE(page.state(), QString("Start!, 10 groups"));
+        QCOMPARE(page.state(), idle);
         QVERIFY(page.startStop->hasFocus());
     }
 
