@@ -1,11 +1,26 @@
 #include "tests/support/cleanstart.h"
-#include "tests/support/fulldisk.h"
+#include "tests/support/limit.h"
 #include "tests/support/table.h"
 
 #include <optional>
 #include <unistd.h>
 
 using Store = TOVAConfiguration;
+
+namespace
+{
+
+QByteArray many(const char* piece, int count)
+{
+    return QByteArray(piece).repeated(count);
+}
+
+using RecentFiles = Table<QString, bool, QString>;
+using Paths = Table<QString, bool>;
+using Texts = Table<QByteArray, bool, QString, QString>;
+using Obstacles = Table<bool, bool>;
+
+} // namespace
 
 class tst_configuration : public QObject
 {
@@ -16,27 +31,27 @@ private slots:
 
     void recentFilesStayShortAndOrdered_data()
     {
-        columns<QString, bool, QString>("added", "prepend", "kept");
-        row("the file used last comes first", "a b", true, "b a");
-        row("a file used again moves to the front", "a b a", true, "a b");
-        row("a sixth file pushes the oldest out", "a b c d e f", true, "f e d c b");
-        row("letter case makes another file", "a A", true, "A a");
-        row("an empty name is none", "a ", true, "a");
-        row("appending keeps the first five", "a b c d e f g", false, "a b c d e");
-        row("appending again moves to the back", "a b a", false, "b a");
+        const RecentFiles files;
+        files.row("the file used last comes first", "a b", true, "b a");
+        files.row("a file used again moves to the front", "a b a", true, "a b");
+        files.row("a sixth file pushes the oldest out", "a b c d e f", true, "f e d c b");
+        files.row("letter case makes another file", "a A", true, "A a");
+        files.row("an empty name is none", "a ", true, "a");
+        files.row("appending keeps the first five", "a b c d e f g", false, "a b c d e");
+        files.row("appending again moves to the back", "a b a", false, "b a");
     }
     void recentFilesStayShortAndOrdered()
     {
-        QFETCH(QString, added);
-        QFETCH(bool, prepend);
+        const auto [added, prepend, kept] = RecentFiles::fetch();
         for (const QString& path : added.split(' ')) {
             Store::addLastLod(path, prepend);
             Store::addLastCfp(path, prepend);
             Store::addLastPrf(path, prepend);
         }
-        QTEST(Store::m_lastLodFiles.join(' '), "kept");
-        QTEST(Store::m_lastCfpFiles.join(' '), "kept");
-        QTEST(Store::m_lastPrfFiles.join(' '), "kept");
+        for (const auto& files :
+             {Store::m_lastLodFiles, Store::m_lastCfpFiles, Store::m_lastPrfFiles}) {
+            QCOMPARE(files.join(' '), kept);
+        }
     }
 
     void writesTheWholeStore()
@@ -60,84 +75,83 @@ private slots:
 
     void readsWhatItWrote_data()
     {
-        columns<QString, bool>("path", "kept");
-        row("blanks and quotes", "/a b/\"c\" 'd'.lod", true);
-        row("markup", "/<b>&amp;</b>]]>.lod", true);
-        row("letters of any script", "/ß/日本/\xF0\x9F\x98\x80.lod", true);
-        row("200 characters", QString(200, 'x'), true);
-        row("control character", "/a\x01.lod", false);
-        row("half a character", QString(QChar(0xD800)), false);
-        row("no character", QString(QChar(0xFFFE)), false);
+        const Paths path;
+        path.row("markup", "/<b>&amp;</b>]]> \"c\" 'd'.lod", true);
+        path.row("letters of any script", "/ß/日本/\xF0\x9F\x98\x80.lod", true);
+        path.row("control character", "/a\x01.lod", false);
+        path.row("half a character", QString(QChar(0xD800)), false);
+        path.row("no character", QString(QChar(0xFFFE)), false);
     }
     void readsWhatItWrote()
     {
-        QFETCH(QString, path);
-        QFETCH(bool, kept);
+        const auto [path, isKept] = Paths::fetch();
         Store::m_lastLodFiles = QStringList{path, "/good.lod"};
         Store::setLastPrfFolder(path);
         QVERIFY(Store::dumpConfig());
-        QCOMPARE(Store::m_lastLodFiles.front(), path);
         clearStore();
         QVERIFY(Store::readConfig());
-        QCOMPARE(Store::m_lastLodFiles.mid(kept ? 1 : 0), QStringList{"/good.lod"});
-        QCOMPARE(Store::m_lastLodFiles.contains(path), kept);
-        QCOMPARE(Store::getLastPrfFolder(), kept ? path : QString());
-        QCOMPARE(Store::getLastCfpFolder(), QString());
+        QCOMPARE(Store::m_lastLodFiles, (QStringList{path, "/good.lod"}.mid(isKept ? 0 : 1)));
+        QCOMPARE(Store::getLastPrfFolder(), isKept ? path : QString());
     }
 
     void readsUpToTheFirstError_data()
     {
-        columns<QByteArray, bool, QString, QString>("text", "wellFormed", "files", "folder");
-        row("any root, any depth, other elements",
-            QByteArray("<x><y><lastcfp path='a'/></y><z path='b'/><LASTCFP path='c'/></x>"), true,
-            "a", "");
-        row("the last folder wins",
-            QByteArray("<x><lastcfpfolder path='a'/><lastcfpfolder path='b'/></x>"), true, "", "b");
-        row("no path", QByteArray("<x><lastcfpfolder path='a'/><lastcfpfolder/><lastcfp/></x>"),
-            true, "", "");
-        row("cut off in the middle",
-            QByteArray("<x><lastcfpfolder path='a'/><lastcfp path='b'/><lastcfp pa"), false, "b",
-            "a");
-        row("empty file", QByteArray(), false, "", "");
+        const Texts text;
+        text.row("any root, any depth, other elements",
+                 "<x><y><lastcfp path='a'/></y><z path='b'/><LASTCFP path='c'/></x>", true, "a",
+                 "");
+        text.row("the last folder wins",
+                 "<x><lastcfpfolder path='a'/><lastcfpfolder path='b'/></x>", true, "", "b");
+        text.row("no path", "<x><lastcfpfolder path='a'/><lastcfpfolder/><lastcfp/></x>", true, "",
+                 "");
+        text.row("cut off in the middle",
+                 "<x><lastcfpfolder path='a'/><lastcfp path='b'/><lastcfp pa", false, "b", "a");
+        text.row("empty file", "", false, "", "");
+        const QByteArray good = "<x><lastcfp path='good'/>";
+        text.row("nested", good + many("<a>", 300000), false, "good", "");
+        text.row("huge", good + many("<lastlod path='/more'/>", 5000000), false, "good", "");
+        text.row("one long path", good + "<lastlod path='" + many("x", 100000000) + "'/>", false,
+                 "good", "");
+        text.row("binary", many("\xFF\x01<", 10000), false, "", "");
+        text.row("entities",
+                 "<!DOCTYPE a [<!ENTITY e '" + many("x", 9000) + "'>]>" + many("&e;", 60000), false,
+                 "", "");
+        text.row("element declarations", "<!DOCTYPE a [<!ELEMENT a " + many("(", 900000), false, "",
+                 "");
     }
     void readsUpToTheFirstError()
     {
-        QFETCH(QByteArray, text);
+        const auto [text, isWellFormed, files, folder] = Texts::fetch();
         QVERIFY(!Store::readConfig());
         QVERIFY(writeFile("tovaconfig.cfg", text));
-        QTEST(Store::readConfig(), "wellFormed");
-        QTEST(Store::m_lastCfpFiles.join(' '), "files");
-        QTEST(Store::m_lastCfpFolder, "folder");
-        QVERIFY(Store::m_lastLodFiles.isEmpty() && Store::m_lastPrfFiles.isEmpty());
+        QCOMPARE(Store::readConfig(), isWellFormed);
+        QCOMPARE(Store::m_lastCfpFiles.join(' '), files);
+        QCOMPARE(Store::m_lastCfpFolder, folder);
     }
 
     void writesAllOrTellsThatItDidNot_data()
     {
-        columns<bool, bool>("diskIsFull", "folderIsReadOnly");
-        row("full disk, old file kept", true, false);
-        row("read-only folder, written in place", false, true);
-        row("read-only folder on a full disk", true, true);
+        const Obstacles obstacle;
+        obstacle.row("full disk, old file kept", true, false);
+        obstacle.row("read-only folder, written in place", false, true);
+        obstacle.row("read-only folder on a full disk", true, true);
     }
     void writesAllOrTellsThatItDidNot()
     {
-        QFETCH(bool, diskIsFull);
-        QFETCH(bool, folderIsReadOnly);
+        const auto [diskIsFull, folderIsReadOnly] = Obstacles::fetch();
         QVERIFY(writeFile("tovaconfig.cfg", "old"));
         QVERIFY(QFile::setPermissions("tovaconfig.cfg", QFile::Permissions(0x6666)));
-        const int folderPermissions = folderIsReadOnly ? 0x5555 : 0x7777;
-        QVERIFY(QFile::setPermissions(m_start->path(), QFile::Permissions(folderPermissions)));
+        const QFile::Permissions readOnly(0x5555);
+        const QFile::Permissions all(0x7777);
+        QVERIFY(QFile::setPermissions(m_start->path(), folderIsReadOnly ? readOnly : all));
         Store::addLastLod("/new.lod", true);
         // Permissions do not bind the superuser.
         const bool isRoot = geteuid() == 0;
         QVERIFY(!isRoot || seteuid(65534) == 0);
-        std::optional<FullDisk> disk;
-        if (diskIsFull) {
-            disk.emplace(64);
-        }
-        const bool written = Store::dumpConfig();
-        disk.reset();
+        bool written = false;
+        withLimit(RLIMIT_FSIZE, diskIsFull ? 64 : 1 << 20, [&] { written = Store::dumpConfig(); });
         QVERIFY(!isRoot || seteuid(0) == 0);
-        QVERIFY(QFile::setPermissions(m_start->path(), QFile::Permissions(0x7777)));
+        QVERIFY(QFile::setPermissions(m_start->path(), all));
         QCOMPARE(written, !diskIsFull);
         QCOMPARE(contentOf("tovaconfig.cfg").contains("/new.lod"), written);
         QCOMPARE(contentOf("tovaconfig.cfg") == "old", diskIsFull && !folderIsReadOnly);

@@ -24,6 +24,15 @@ int run(const QWidget& page, const QString& button)
     return QApplication::exec();
 }
 
+/// Answers the next box after a while: one that the program's end closes is gone by then.
+template <class Answer>
+void answerLate(Answer answer)
+{
+    whenShown<QMessageBox>([answer](QMessageBox& box) { QTimer::singleShot(20, &box, answer); });
+}
+
+using Recordings = Table<QString, QString>;
+
 } // namespace
 
 class tst_mainwindow : public QObject
@@ -49,8 +58,7 @@ private slots:
     void workingPageGreysTheRest()
     {
         const auto* tabs = m_window->findChild<QTabWidget*>();
-        QCOMPARE(tabs->tabText(tabs->indexOf(m_burn)), QString("Burn Flash"));
-        QCOMPARE(tabs->tabText(tabs->indexOf(m_record)), QString("Record"));
+        QCOMPARE(tabs->tabText(0) + ", " + tabs->tabText(1), QString("Burn Flash, Record"));
         QCOMPARE(tabs->currentWidget(), m_burn);
         const auto enabled = [&] {
             return QList<bool>{withText<QPushButton>(*m_window, "Reset")->isEnabled(),
@@ -85,17 +93,10 @@ private slots:
         }
     }
 
-    void burnOutlivesTheWindow_data()
-    {
-        columns<QString>("failing");
-        row("succeeds", "");
-        row("fails, and its error is still seen", "download");
-    }
     void burnOutlivesTheWindow()
     {
-        QFETCH(QString, failing);
         m_burn->findChild<QComboBox*>()->setEditText("a.lod");
-        board.failing = failing;
+        board.failing = "download";
         board.onDownload = [&](auto burn, auto) {
             burn(0.1F);
             m_window->close();
@@ -104,30 +105,23 @@ private slots:
             }
             board.note("burnt");
         };
-        if (!failing.isEmpty()) {
-            answerLate([] { answerBox(); });
-        }
+        answerLate([] { answerBox(); });
         QCOMPARE(run(*m_burn, "&Burn!"), 0);
-        const QStringList seen = board.journal.mid(board.journal.indexOf("burnt"));
-        QStringList expected{"burnt", "delete"};
-        if (!failing.isEmpty()) {
-            expected += "Tovalink: it is <b>damaged";
-        }
-        QCOMPARE(seen, expected);
+        QCOMPARE(board.journal.mid(board.journal.indexOf("burnt")),
+                 lines("burnt; delete; Tovalink: it is <b>damaged"));
     }
 
     void closingEndsARecording_data()
     {
-        columns<QString, QString>("mode", "file");
-        row("on the fly", "In the file on the fly", "a.prf");
-        row("hardware", "HW Circular buffer", "a.prf");
-        row("ring", "SW Circular buffer", "a.prf");
-        row("ring, and the user is still asked for a file", "SW Circular buffer", "no/such/a.prf");
+        const Recordings recording;
+        recording.row("on the fly", "In the file on the fly", "a.prf");
+        recording.row("hardware", "HW Circular buffer", "a.prf");
+        recording.row("ring", "SW Circular buffer", "a.prf");
+        recording.row("ring, and the user is still asked for a file", "SW Circular buffer", ".");
     }
     void closingEndsARecording()
     {
-        QFETCH(QString, mode);
-        QFETCH(QString, file);
+        const auto [mode, file] = Recordings::fetch();
         withText<QGroupBox>(*m_record, mode)->setChecked(true);
         m_record->findChild<QComboBox*>()->setEditText(file);
         const auto close = [&] {
@@ -135,27 +129,18 @@ private slots:
             QApplication::processEvents();
         };
         board.reads = {{"one"}, {"two", BRAN_SUCCESS, 0, close}, {"three"}};
-        if (file != "a.prf") {
+        if (file == ".") {
             answerLate([&] {
                 chooseInDialog(m_start->path() + "/a.prf");
                 answerBox("Chose again");
             });
         }
         QCOMPARE(run(*m_record, "Start!"), 0);
-        QCOMPARE(board.journal.filter("TOVAlink").size(), int(file != "a.prf"));
         QCOMPARE(contentOf("a.prf").mid(8), QByteArray("onetwo"));
         QCOMPARE(board.reads.size(), 1U);
     }
 
 private:
-    /// Answers the next box after a while: one that the program's end closes is gone by then.
-    template <class Answer>
-    static void answerLate(Answer answer)
-    {
-        whenShown<QMessageBox>(
-            [answer](QMessageBox& box) { QTimer::singleShot(20, &box, answer); });
-    }
-
     std::optional<CleanStart> m_start;
     std::optional<TOVAMainWindow> m_window;
     TOVABrannelTab* m_burn = nullptr;

@@ -38,6 +38,10 @@ struct ChoiceWindow : TOVAMainWindow {
     void openDialog() const { click(combo->parent()->findChild<QPushButton*>()); }
 };
 
+using Typed = Table<QString>;
+using Chosen = Table<QString, int, QString, QString>;
+using Existing = Table<QString, QString, QString>;
+
 } // namespace
 
 class tst_recentfiles : public QObject
@@ -70,15 +74,15 @@ private slots:
 
     void whatIsTypedStays_data()
     {
-        columns<QString>("typed");
-        row("start of one", "/tmp/ab");
-        row("other letter case", "/tmp/big.lod");
-        row("one itself", "/tmp/Big.lod");
-        row("blanks, quotes and 200 characters", "/tmp/a b \"c\" '<b>'" + QString(200, 'x'));
+        const Typed typed;
+        typed.row("start of one", "/tmp/ab");
+        typed.row("other letter case", "/tmp/big.lod");
+        typed.row("one itself", "/tmp/Big.lod");
+        typed.row("blanks, quotes and 200 characters", "/tmp/a b \"c\" '<b>'" + QString(200, 'x'));
     }
     void whatIsTypedStays()
     {
-        QFETCH(QString, typed);
+        const auto [typed] = Typed::fetch();
         Store::m_lastLodFiles = QStringList{"/tmp/Big.lod", "/tmp/abc.lod"};
         ChoiceWindow window(0);
         QVERIFY(QTest::qWaitForWindowActive(&window));
@@ -91,72 +95,68 @@ private slots:
             QCOMPARE(window.combo->currentText(), typed);
         }
         click(withText<QPushButton>(window, "&Burn!"));
-        QCOMPARE(board.journal.filter("fill ").join('\n'), "fill " + typed);
+        QCOMPARE(board.journal.filter("fill "), QStringList{"fill " + typed});
     }
 
     void chosenOneIsShown_data()
     {
-        columns<QString, int, QString, QString>("edit", "entry", "file", "shown");
-        row("a new one", "", -1, "new ü.suffix", "new ü.suffix");
-        row("a recent one", "", -1, "old.suffix", "old.suffix");
-        row("a recent one, current already", "/usr/x", 1, "old.suffix", "old.suffix");
-        row("other suffix", "", -1, "x.SUFFIX", "x.SUFFIX.suffix");
-        row("a dot in the name", "/usr/x", -1, "run.2", "run.2.suffix");
-        row("cancelled", "/usr/x", -1, "", "");
+        // What stands in the field, the entry that is current, the file chosen, and what is shown.
+        const Chosen chosen;
+        chosen.row("a new one", "", -1, "new ü.suffix", "new ü.suffix");
+        chosen.row("a recent one", "", -1, "old.suffix", "old.suffix");
+        chosen.row("a recent one, current already", "/usr/x", 1, "old.suffix", "old.suffix");
+        chosen.row("other suffix", "", -1, "x.SUFFIX", "x.SUFFIX.suffix");
+        chosen.row("a dot in the name", "/usr/x", -1, "run.2", "run.2.suffix");
+        chosen.row("cancelled", "/usr/x", -1, "", "");
     }
     void chosenOneIsShown()
     {
         const QString here = m_start->path() + "/";
         QVERIFY(QDir().mkdir("last"));
         for (int kind = 0; kind < int(m_kinds.size()); ++kind) {
-            QFETCH(QString, edit);
-            QFETCH(int, entry);
-            QFETCH(QString, file);
-            QFETCH(QString, shown);
-            const QString suffix = m_kinds.at(kind).suffix;
+            auto [edit, entry, file, shown] = Chosen::fetch();
+            const auto& [suffix, files, folder] = m_kinds.at(kind);
             if (file == "run.2" && suffix != "prf") {
                 continue; // the dialog that opens a file does not offer it
             }
             for (QString* name : {&file, &shown}) {
                 name->replace("suffix", suffix).replace("SUFFIX", suffix.toUpper());
             }
-            m_kinds.at(kind).files = QStringList{here + "OLD." + suffix, here + "old." + suffix};
-            m_kinds.at(kind).folder = here + "last";
+            files = QStringList{here + "OLD." + suffix, here + "old." + suffix};
+            folder = here + "last";
             const ChoiceWindow window(kind);
             window.combo->setCurrentIndex(entry);
             window.combo->setEditText(edit);
-            QVERIFY(suffix == "prf" || file.isEmpty() || writeFile(file, "what is opened exists"));
+            const bool isChosen = !file.isEmpty();
+            QVERIFY(suffix == "prf" || !isChosen || writeFile(file, "what is opened exists"));
             QString opened;
-            chooseInDialog(file.isEmpty() ? file : here + file, &opened);
+            chooseInDialog(isChosen ? here + file : "", &opened);
             window.openDialog();
             QCOMPARE(opened, edit.isEmpty() ? here + "last" : QString("/usr"));
-            QCOMPARE(window.combo->currentText(), file.isEmpty() ? edit : here + shown);
+            QCOMPARE(window.combo->currentText(), isChosen ? here + shown : edit);
             QCOMPARE(window.combo->currentIndex(), shown.startsWith("old") ? 1 : entry);
-            QCOMPARE(m_kinds.at(kind).folder, file.isEmpty() ? here + "last" : m_start->path());
-            QCOMPARE(QFile::exists("tovaconfig.cfg"), !file.isEmpty());
-            QCOMPARE(m_kinds.at(kind).files.size(), 2);
-            QFile::remove("tovaconfig.cfg");
+            QCOMPARE(folder, isChosen ? m_start->path() : here + "last");
+            QCOMPARE(QFile::remove("tovaconfig.cfg"), isChosen);
+            QCOMPARE(files.size(), 2);
         }
     }
 
     void recordFileIsReplacedOnlyIfTheUserSaysSo_data()
     {
-        columns<QString, QString, QString>("typed", "existing", "answer");
-        row("another name exists", "a", "a", "");
-        row("replaced", "a", "a.prf", "Yes");
-        row("kept, then cancelled", "run.2", "run.2.prf", "No");
+        const Existing existing;
+        existing.row("another name", "a", "a", "");
+        existing.row("replaced", "a", "a.prf", "Yes");
+        existing.row("kept, then cancelled", "run.2", "run.2.prf", "No");
     }
     void recordFileIsReplacedOnlyIfTheUserSaysSo()
     {
-        QFETCH(QString, typed);
-        QFETCH(QString, existing);
-        QFETCH(QString, answer);
+        const auto [typed, existing, answer] = Existing::fetch();
         const QString here = m_start->path() + "/";
         QVERIFY(writeFile(existing, "a night's work"));
         const ChoiceWindow window(2);
         chooseInDialog(here + typed);
         if (!answer.isEmpty()) {
-            whenShown<QMessageBox>([&](QMessageBox&) {
+            whenShown<QMessageBox>([answer = answer](QMessageBox&) {
                 if (answer == "No") {
                     chooseInDialog("");
                 }

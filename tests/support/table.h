@@ -34,20 +34,6 @@ private:
     static constexpr std::array m_names = {"1", "2", "3", "4", "5", "6"};
 };
 
-/// Declares the columns of a test's table.
-template <class... Types, class... Names>
-void columns(Names... names)
-{
-    (QTest::addColumn<Types>(names), ...);
-}
-
-/// Adds a row to it.
-template <class... Values>
-void row(const QString& name, const Values&... values)
-{
-    (QTest::newRow(qPrintable(name)) << ... << values);
-}
-
 /// The lines of a journal, which stands in a table as one text.
 inline QStringList lines(const QString& journal)
 {
