@@ -10,7 +10,6 @@ import time
 from gi.repository import Gio, GLib
 
 CALL_TIMEOUT_MS = 20000  # a program may be deaf for seconds while it waits for the board
-TOOL_ENV = dict(os.environ, LC_ALL="C.UTF-8")  # xdotool decodes its arguments by the locale
 BUS_CONFIG = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
 <busconfig><type>session</type><listen>unix:dir={dir}</listen><auth>EXTERNAL</auth>
@@ -45,8 +44,8 @@ class Desktop:
     from which a dialog was opened: keys then go to whatever the mouse happens to lie on.
     """
 
-    def __init__(self, size="1280x1024x24"):
-        self.size, self.processes, self.display, self.bus = size, [], None, None
+    def __init__(self):
+        self.processes, self.bus = [], None
 
     def __enter__(self):
         self.dir = tempfile.mkdtemp(prefix="desktop-")  # mode 0700, serves as XDG_RUNTIME_DIR
@@ -64,8 +63,8 @@ class Desktop:
                         QT_QPA_PLATFORM="xcb", LC_ALL="C.UTF-8")
         # -noreset: otherwise the screen forgets its properties when its last window closes.
         number = self._start_announcing(["Xvfb", "-displayfd", "{fd}", "-noreset", "-nolisten",
-                                         "tcp", "-screen", "0", self.size])
-        self.env["DISPLAY"] = self.display = f":{number}"
+                                         "tcp", "-screen", "0", "1280x1024x24"])
+        self.env["DISPLAY"] = f":{number}"
         config = os.path.join(self.dir, "bus.conf")
         with open(config, "w") as file:
             file.write(BUS_CONFIG.format(dir=self.dir))
@@ -83,27 +82,25 @@ class Desktop:
         self.bus = connect(address)
         # Qt 5.15 asks the bus launcher for the address too late when accessibility is forced on,
         # and then stays silent for good. The address on the root window it reads at once.
-        self.x = XClient(self.display)
-        self.x.set_root_text("AT_SPI_BUS", address)
+        self.tool("xprop", "-root", "-format", "AT_SPI_BUS", "8s", "-set", "AT_SPI_BUS", address)
         self._start(["openbox", "--sm-disable", "--config-file", "/etc/xdg/openbox/rc.xml"])
-        wait_for(lambda: self.x.root_has("_NET_SUPPORTING_WM_CHECK"), 20, "the window manager")
+        wait_for(lambda: "window id" in self.tool("xprop", "-root", "_NET_SUPPORTING_WM_CHECK"),
+                 20, "the window manager")
 
     def _start(self, command, **options):
-        process = subprocess.Popen(command, env=self.env, stdin=subprocess.DEVNULL,
-                                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-                                   preexec_fn=die_with_parent, **options)
-        self.processes.append(process)
-        return process
+        self.processes.append(subprocess.Popen(
+            command, env=self.env, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+            stderr=subprocess.DEVNULL, preexec_fn=die_with_parent, **options))
 
     def _start_announcing(self, command):
         """Starts a server that writes its address to the file descriptor {fd} when it is ready."""
         reader, writer = os.pipe()
-        process = self._start([part.format(fd=writer) for part in command], pass_fds=[writer])
+        self._start([part.format(fd=writer) for part in command], pass_fds=[writer])
         os.close(writer)
         with os.fdopen(reader) as pipe:
             line = pipe.readline().strip()
         if not line:
-            raise DriverError(f"{command[0]} did not start (exit code {process.wait()})")
+            raise DriverError(f"{command[0]} did not start")
         return line
 
     def __exit__(self, *_):
@@ -115,8 +112,7 @@ class Desktop:
 
     def tool(self, *command):
         """Runs xdotool or the like on this screen and returns its output."""
-        done = subprocess.run(command, env=dict(TOOL_ENV, DISPLAY=self.display), text=True,
-                              capture_output=True, timeout=30)
+        done = subprocess.run(command, env=self.env, text=True, capture_output=True, timeout=30)
         if done.returncode and command[:2] != ("xdotool", "search"):  # search: 1 is "nothing"
             raise DriverError(f"{' '.join(command)}: {done.stderr.strip()}")
         return done.stdout
@@ -152,9 +148,6 @@ class Desktop:
         return self.call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
                          method, GLib.Variant(f"({'s' * len(names)})", names))
 
-    def screenshot(self, path, *what):
-        self.tool("import", "-silent", *what, os.fspath(path))
-
 
 def connect(address):
     return Gio.DBusConnection.new_for_address_sync(
@@ -168,61 +161,10 @@ def die_with_parent():
     ctypes.CDLL(None).prctl(1, signal.SIGKILL)  # 1 is PR_SET_PDEATHSIG
 
 
-def stop(process, patience=5):
-    if process.poll() is None:
-        process.terminate()
+def stop(process):
+    process.terminate()
     try:
-        process.wait(patience)
+        process.wait(5)
     except subprocess.TimeoutExpired:
         process.kill()
         process.wait()
-
-
-class ClientMessage(ctypes.Structure):
-    _fields_ = [("type", ctypes.c_int), ("serial", ctypes.c_ulong), ("send_event", ctypes.c_int),
-                ("display", ctypes.c_void_p), ("window", ctypes.c_ulong),
-                ("message_type", ctypes.c_ulong), ("format", ctypes.c_int),
-                ("data", ctypes.c_long * 5), ("union_padding", ctypes.c_long * 12)]
-
-
-class XClient:
-    """The few things xdotool cannot do: properties of the root window, and a polite close
-    (its "windowclose" destroys the window under the program's feet)."""
-
-    def __init__(self, display):
-        self.name, self.lib = display.encode(), ctypes.CDLL("libX11.so.6")
-        self.lib.XOpenDisplay.restype = ctypes.c_void_p
-        self.lib.XInternAtom.restype = self.lib.XDefaultRootWindow.restype = ctypes.c_ulong
-
-    def _with_display(self, work):
-        display = ctypes.c_void_p(self.lib.XOpenDisplay(self.name))
-        if not display:
-            raise DriverError(f"no X display {self.name.decode()}")
-        try:
-            return work(display, lambda atom: ctypes.c_ulong(
-                self.lib.XInternAtom(display, atom.encode(), 0)),
-                ctypes.c_ulong(self.lib.XDefaultRootWindow(display)))
-        finally:
-            self.lib.XCloseDisplay(display)
-
-    def set_root_text(self, name, text):
-        self._with_display(lambda display, atom, root: self.lib.XChangeProperty(
-            display, root, atom(name), atom("STRING"), 8, 0, text.encode(), len(text)))
-
-    def root_has(self, name):
-        count = ctypes.c_int()
-
-        def work(display, atom, root):
-            self.lib.XListProperties.restype = ctypes.POINTER(ctypes.c_ulong)
-            atoms = self.lib.XListProperties(display, root, ctypes.byref(count))
-            return atom(name).value in atoms[:count.value] if atoms else False
-        return self._with_display(work)
-
-    def delete_window(self, window):
-        def work(display, atom, _):
-            event = ClientMessage(type=33, window=window, format=32,
-                                  message_type=atom("WM_PROTOCOLS").value)
-            event.data[0] = atom("WM_DELETE_WINDOW").value
-            self.lib.XSendEvent(display, ctypes.c_ulong(window), 0, ctypes.c_long(0),
-                                ctypes.byref(event))
-        self._with_display(work)

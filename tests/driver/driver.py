@@ -1,6 +1,6 @@
 """Uses the real program the way a person does: looks at its windows, clicks, types, waits.
 
-    with Desktop() as desktop, Program(desktop, ["build/bin/tovalink"], cwd="work") as program:
+    with Desktop() as desktop, Program(desktop, "build/bin/tovalink", "pace=1M") as program:
         program.enter(program.find("combo box", inside="Choose main lod file"), "firmware.lod")
         program.click(program.find("push button", "Burn!"))
         status = program.find("label", inside="Burn image")
@@ -19,31 +19,28 @@ a minute to describe its window. Here all questions about one level of the windo
 and a second is enough. Nothing is cached, so nothing goes stale, and one script may open several
 desktops one after the other.
 
-Debian packages: at-spi2-core dbus-daemon imagemagick openbox python3-gi xdotool xvfb. Run the
-scripts with /usr/bin/python3, the one that python3-gi belongs to.
+Debian packages: at-spi2-core dbus-daemon imagemagick openbox python3-gi x11-utils xdotool xvfb.
+Run the scripts with /usr/bin/python3, the one that python3-gi belongs to.
 """
 import os
-import re
 import shutil
-import signal
 import subprocess
+import sys
+import tempfile
 import time
 
 from gi.repository import Gio, GLib
 
 from desktop import Desktop, DriverError, die_with_parent, stop, wait_for
 
-__all__ = ["Desktop", "DriverError", "Program", "wait_for", "with_simulator"]
-
 ACCESSIBLE = "org.a11y.atspi.Accessible"
 ROOT = "/org/a11y/atspi/accessible/root"
 PROPERTIES = "org.freedesktop.DBus.Properties"
-STATES = {"active": 1, "checked": 4, "editable": 7, "enabled": 8, "focusable": 11, "focused": 12, "modal": 16,
-          "selected": 23, "showing": 25}
+STATES = {"checked": 4, "enabled": 8, "focusable": 11, "focused": 12, "showing": 25}
 
 
 class Widget:
-    """A control as it was seen; its rectangle is in the program's own (unscaled) pixels."""
+    """A control as it was seen."""
 
     def __init__(self, name_on_bus, path, parent):
         self.owner, self.path, self.parent, self.children = name_on_bus, path, parent, []
@@ -76,36 +73,31 @@ def with_simulator(desktop, program_path):
     """A copy of the built program that has the simulated board in its lib/: where the program was
     built, a real board's library may lie. A link would not do, the loader follows it. A program
     that lies in no build's folder is installed: it is used as it is."""
-    build = os.path.dirname(os.path.dirname(os.path.abspath(program_path)))
+    build = os.path.dirname(os.path.dirname(program_path))
     if not os.path.isdir(f"{build}/simulator"):
         return program_path
-    for folder, source in (("bin", program_path), ("lib", f"{build}/simulator/libbranlib.so")):
-        os.makedirs(os.path.join(desktop.dir, folder), exist_ok=True)
-        shutil.copy(source, os.path.join(desktop.dir, folder))
-    return os.path.join(desktop.dir, "bin", os.path.basename(program_path))
+    for folder, file in (("bin", program_path), ("lib", f"{build}/simulator/libbranlib.so")):
+        os.makedirs(f"{desktop.dir}/{folder}", exist_ok=True)
+        shutil.copy(file, f"{desktop.dir}/{folder}")
+    return f"{desktop.dir}/bin/{os.path.basename(program_path)}"
 
 
 class Program:
-    def __init__(self, desktop, command, cwd=None, env=None):
-        """Starts the program; `env` adds variables to the desktop's, or takes away those that it
-        maps to None. The locale is C.UTF-8 unless `env` says otherwise."""
-        self.desktop, self.owner, self.scale = desktop, None, None
-        both = {**desktop.env, **(env or {})}
-        self.log = open(os.path.join(desktop.dir, f"output-{time.monotonic_ns()}"), "wb")
+    def __init__(self, desktop, program_path, board, **env):
+        """Starts the program with a simulated board of these parameters; `env` adds variables to
+        the desktop's."""
+        self.desktop, self.owner = desktop, None
+        self.log = open(f"{desktop.dir}/output-{time.monotonic_ns()}", "wb")
         self.process = subprocess.Popen(
-            command, cwd=cwd, env={k: v for k, v in both.items() if v is not None},
-            stdin=subprocess.DEVNULL, stdout=self.log, stderr=self.log, start_new_session=True,
-            preexec_fn=die_with_parent)
+            [with_simulator(desktop, program_path)],
+            env={**desktop.env, "BRAN_SIMULATOR": board, **env}, stdin=subprocess.DEVNULL,
+            stdout=self.log, stderr=self.log, preexec_fn=die_with_parent)
 
     def __enter__(self):
         return self
 
     def __exit__(self, *_):
         stop(self.process)
-        try:
-            os.killpg(self.process.pid, signal.SIGKILL)  # what the program itself has started
-        except ProcessLookupError:
-            pass
         self.log.close()
 
     def output(self):
@@ -154,14 +146,13 @@ class Program:
         return [top for top in tops if "showing" in top.states]
 
     def _find_owner(self):
-        """The bus name of our process, or of a child of it when the command is a script."""
+        """The name of our process on the bus."""
         for name in self.desktop.ask_bus("ListNames"):
             try:
-                pid = self.desktop.ask_bus("GetConnectionUnixProcessID", name)
-                if os.getsid(pid) == self.process.pid:
+                if self.desktop.ask_bus("GetConnectionUnixProcessID", name) == self.process.pid:
                     self.desktop.call(name, ROOT, ACCESSIBLE, "GetChildren", None)
                     return name
-            except (OSError, GLib.Error):
+            except GLib.Error:
                 continue  # gone meanwhile, or a connection without accessibility
         return None
 
@@ -172,49 +163,32 @@ class Program:
         except GLib.Error as error:
             return error.message
 
-    def window(self, title, seconds=20):
-        return self.wait_for(lambda: next((w for w in self.windows() if same(title, w.name)), None),
-                             seconds, f"the window {title!r}")
-
     def boxes(self):
         """The dialogs and message boxes that are open."""
         return [w for w in self.windows() if w.role in ("alert message", "dialog")]
 
-    def find_all(self, role, name=None, inside=None, beside=None, below=None):
+    def find_all(self, role, name=None, inside=None, beside=None):
         """The visible controls of that role; `inside` is a widget (a box, say) or the title of a
-        group box or window; `beside` is a widget on whose right they lie, `below` one under which
-        they lie, the nearest first. Names and titles may be compiled patterns."""
-        found = []
-        for top in self.windows():
-            for widget in top.walk():
-                if widget.role == role and (name is None or same(name, widget.name)) \
-                        and (inside is None or is_inside(widget, inside)) \
-                        and (beside is None or is_beside(widget, beside)) \
-                        and (below is None or is_below(widget, below)):
-                    found.append(widget)
-        if below or beside:
-            found.sort(key=lambda w: w.rect[1] if below else w.rect[0])
-        return found
+        group box; `beside` is a widget on whose right they lie, the nearest first."""
+        found = [widget for top in self.windows() for widget in top.walk() if widget.role == role
+                 and name in (None, widget.name) and (inside is None or is_inside(widget, inside))
+                 and (beside is None or is_beside(widget, beside))]
+        return sorted(found, key=lambda w: w.rect[0]) if beside else found
 
-    def find(self, role, name=None, inside=None, beside=None, below=None, seconds=20):
+    def find(self, role, name=None, inside=None, beside=None, seconds=20):
         """The first of them, waited for. It can be used as long as the program keeps it."""
-        where = "".join(f" {key} {value!r}" for key, value in
-                        (("inside", inside), ("beside", beside), ("below", below)) if value)
-        found = self.wait_for(lambda: self.find_all(role, name, inside, beside, below), seconds,
-                              f"{role} {name or ''!r}{where}")
-        return found[0]
+        return self.wait_for(lambda: self.find_all(role, name, inside, beside), seconds,
+                             f"{role} {name or ''!r}, inside {inside!r}, beside {beside!r}")[0]
 
     def refresh(self, *widgets):
         """Reads name, states and rectangle of known widgets again: one exchange for all of them.
         Returns the last one."""
-        questions = [widget.questions() for widget in widgets]
-        answers = self.desktop.calls([one for several in questions for one in several])
+        answers = self.desktop.calls([q for widget in widgets for q in widget.questions()])
         for answer in answers:
             if isinstance(answer, GLib.Error):
                 raise answer
-        for number, widget in enumerate(widgets):
-            count = len(questions[number])
-            widget.understand(answers[number * count:(number + 1) * count])
+        for widget in widgets:
+            widget.understand([answers.pop(0) for _ in widget.questions()])
         return widgets[-1]
 
     def text_of(self, widget):
@@ -243,45 +217,25 @@ class Program:
         return next((c for c in widget.children if c.role == "text"), None) \
             if widget.role == "combo box" else None
 
-    def _x_windows(self, *conditions):
-        pid = self.desktop.ask_bus("GetConnectionUnixProcessID", self.owner)
-        return self.desktop.tool("xdotool", "search", "--all", "--onlyvisible", "--pid", str(pid),
-                                 *conditions).split()
+    def _x_windows(self):
+        return set(self.desktop.tool("xdotool", "search", "--all", "--onlyvisible", "--pid",
+                                     str(self.process.pid)).split())
 
-    def _x_window(self, title=None):
-        """Number and width of the X window with that title (the last one opened), or of the main
-        window."""
-        title = title or self.wait_for(self.windows, 20, "a window")[0].name
-        pattern = "^" + re.sub(r"([^\w ])", r"\\\1", title) + "$"
-        found = self.wait_for(lambda: self._x_windows("--name", pattern), 20,
-                              f"the X window {title!r}")
-        geometry = self.desktop.tool("xdotool", "getwindowgeometry", "--shell", found[-1])
-        return int(found[-1]), int(re.search(r"WIDTH=(\d+)", geometry)[1])
-
-    def _pixels(self, x, y):
-        """Screen position of a position as the program counts it: QT_SCALE_FACTOR counts."""
-        if not self.scale:
-            top = self.windows()[0]
-            self.scale = self._x_window(top.name)[1] / top.rect[2]
-        return str(round(x * self.scale)), str(round(y * self.scale))
-
-    def click(self, widget, grey_too=False):
+    def click(self, widget):
         """Presses the mouse in the middle of the control, once that stays where it is."""
         def settled():
             before = self.refresh(widget).rect
             return before[2] > 0 and before == self.refresh(widget).rect \
-                and (grey_too or "enabled" in widget.states)
+                and "enabled" in widget.states
         self.wait_for(settled, 20, f"{widget!r} to be usable and at rest")
         x, y, width, height = widget.rect
         if widget.role == "check box" and widget.children:
-            position = x + 30, y + 9  # a checkable group box: only its title takes clicks
+            width, height = 60, 18  # a checkable group box: only its title takes clicks
         elif widget.role == "menu item":
-            # Above a tab's middle, this click and the tab's would be one double click.
-            position = x + 10, y + height / 2
-        else:
-            position = x + width / 2, y + height / 2
+            width = 20  # above a tab's middle, this click and the tab's would be one double click
         # No --sync: that waits 15 s when the mouse is there already; the events keep their order.
-        self.desktop.tool("xdotool", "mousemove", *self._pixels(*position), "click", "1")
+        self.desktop.tool("xdotool", "mousemove", str(x + width // 2), str(y + height // 2),
+                          "click", "1")
 
     def check(self, widget, on=True):
         """Clicks a check box or a checkable group box unless it is as wanted."""
@@ -293,73 +247,55 @@ class Program:
         """Presses keys as xdotool names them: "Return", "ctrl+a", "alt+F4"."""
         self.desktop.tool("xdotool", "key", "--delay", "20", *keys)
 
-    def type_text(self, text):
-        """Types where the keyboard focus is. Only what a US keyboard has: for any other letter
-        xdotool must borrow a key for a moment, and a busy program reads the wrong one."""
-        if not (text.isascii() and text.isprintable()):
-            raise DriverError(f"{text!r} cannot be typed dependably; use enter()")
-        self.desktop.tool("xdotool", "type", "--delay", "10", "--", text)
-
     def enter(self, widget, text):
-        """Clicks an edit or an editable combo box and replaces its contents by the text. Text
-        beyond ASCII is put there through accessibility (see type_text)."""
+        """Clicks an edit or an editable combo box and replaces its contents by the text. What a US
+        keyboard has is typed. For any other letter xdotool must borrow a key for a moment, and a
+        busy program reads the wrong one: such text is put there through accessibility."""
         edit = self._edit_of(widget)
-        if not edit:
-            raise DriverError(f"nothing to type into: {widget!r} {widget.children}")
         self.click(edit)
         self.wait_for(lambda: "focused" in self.refresh(edit).states, 20,
                       f"the cursor in {widget!r}")
-        windows = set(self._x_windows())
-        self.key("ctrl+a")
+        windows = self._x_windows()
+        self.key("ctrl+a", "Delete")
         if text.isascii():
-            self.key("Delete")
-            self.type_text(text)
+            self.desktop.tool("xdotool", "type", "--delay", "10", "--", text)
         else:
             self.desktop.call(edit.owner, edit.path, "org.a11y.atspi.EditableText",
                               "SetTextContents", GLib.Variant("(s)", (text,)))
-            self.key("End")
-
         self.wait_for(lambda: self.text_of(edit) == text, 20, f"{text!r} in {widget!r}",
                       lambda: repr(self.text_of(edit)))
         # A list of completions, which accessibility does not show, would swallow the next click.
         self.refresh(edit)  # once more around the program's event loop: now the list is there
-        if set(self._x_windows()) - windows:
+        if self._x_windows() - windows:
             self.key("Escape")
-            self.wait_for(lambda: not set(self._x_windows()) - windows, 20, "no list",
-                          lambda: "a list of completions")
+            self.wait_for(lambda: not self._x_windows() - windows, 20, "no list of completions")
 
     def choose_file(self, path):
-        """Answers Qt's own file dialog: the path into its "File name:" edit, and Return. The
-        dialog takes double quotes as marks around file names: such a path it does not accept."""
-        dialog = self.wait_for(lambda: next((w for w in self.boxes() if any(
-            c.name.replace("&", "") == "File name:" for c in w.walk())), None), 20, "a file dialog")
-        before = [box.path for box in self.boxes()]
-        self.enter(self.find("text", "File name:", inside=dialog), os.fspath(path))
+        """Answers Qt's own file dialog: the path into its "File name:" edit, and Return."""
+        edit = self.find("text", "File name:")
+        self.enter(edit, path)
         self.key("Return")
+        self.wait_for(lambda: not self.find_all("text", "File name:"), 20,
+                      f"the file dialog to take {path!r}")
 
-        def taken():
-            boxes = self.boxes()
-            if dialog.path not in [box.path for box in boxes]:
-                return True
-            for box in boxes:
-                if box.path not in before:
-                    raise DriverError(f"the file dialog refused {path!r}: {self.box_text(box)}")
-            return False
-        self.wait_for(taken, 20, f"the file dialog to take {path!r}")
+    def answer_box(self, button):
+        """Waits for a message box, answers it and returns its title and text."""
+        box = self.wait_for(self.boxes, 30, "a message box")[0]
+        text = "\n".join(w.name for w in box.walk() if w.role == "label" and w.name)
+        self.click(self.find("push button", button, inside=box))
+        self.wait_for(lambda: self.process.poll() is not None
+                      or box.path not in [b.path for b in self.boxes()], 20, "the box to close")
+        return f"{box.name}: {text}"
 
-    def box_text(self, box):
-        return "\n".join(w.name for w in box.walk() if w.role == "label" and w.name)
+    def screenshot(self, path):
+        """Takes a picture of the window that has the keyboard, with its frame."""
+        window = self.desktop.tool("xdotool", "getactivewindow").strip()
+        self.desktop.tool("import", "-silent", "-frame", "-window", window, path)
+        print(f"Picture: {os.path.abspath(path)}", flush=True)
 
-    def screenshot(self, path, title=None):
-        """Takes a picture of the window with that title and its frame, or of the whole screen."""
-        if title is None:
-            self.desktop.screenshot(path, "-window", "root")
-        else:
-            self.desktop.screenshot(path, "-frame", "-window", str(self._x_window(title)[0]))
-
-    def close_window(self, title=None):
-        """Asks a window, or else the main window, to close, as the button in its frame does."""
-        self.desktop.x.delete_window(self._x_window(title)[0])
+    def close_window(self):
+        """Asks the window that has the keyboard to close, as the button in its frame does."""
+        self.key("alt+F4")
 
     def exit_code(self, timeout=20):
         """Waits for the end of the program: its exit code, or minus the number of the signal."""
@@ -370,17 +306,10 @@ class Program:
                               f"{self.describe()}") from None
 
 
-def same(wanted, name):
-    return bool(wanted.search(name)) if isinstance(wanted, re.Pattern) else wanted == name
-
-
 def is_inside(widget, container):
-    parent = widget.parent
+    wanted, parent = getattr(container, "path", container), widget.parent
     while parent:
-        if isinstance(container, Widget):
-            if parent.path == container.path:
-                return True
-        elif parent.role != "combo box" and same(container, parent.name):
+        if parent.role != "combo box" and wanted in (parent.path, parent.name):
             return True
         parent = parent.parent
     return False
@@ -391,6 +320,23 @@ def is_beside(widget, other):
     return x >= ox + width and y < oy + oheight and oy < y + height
 
 
-def is_below(widget, other):
-    (x, y, width, _), (ox, oy, owidth, oheight) = widget.rect, other.rect
-    return y >= oy + oheight and x < ox + owidth and ox < x + width
+def run_tests(script):
+    """Calls the script with a desktop, in a new working folder; says so if it fails."""
+    with tempfile.TemporaryDirectory() as folder, Desktop() as desktop:
+        os.chdir(folder)
+        try:
+            script(desktop)
+        except DriverError as error:
+            sys.exit(f"FAILED: {error}")
+        finally:
+            os.chdir("/")
+
+
+def expect(what, seen, wanted):
+    if seen != wanted:
+        raise DriverError(f"{what}: saw {seen!r}, wanted {wanted!r}")
+
+
+def content(path):
+    with open(path, "rb") as file:
+        return file.read()

@@ -2,7 +2,7 @@
 import re
 import subprocess
 
-from driver import DriverError, Program, with_simulator
+from driver import DriverError, Program, expect
 
 SOFTWARE, ON_THE_FLY, HARDWARE = ("SW Circular buffer", "In the file on the fly",
                                   "HW Circular buffer")
@@ -11,13 +11,11 @@ MODES = (SOFTWARE, ON_THE_FLY, HARDWARE)
 
 class RecordPage:
     def __init__(self, desktop, program_path, board, protected=False):
-        self.program = Program(desktop, [with_simulator(desktop, program_path)],
-                               env={"BRAN_SIMULATOR": board})
+        self.program = Program(desktop, program_path, board)
         self.protected = protected
 
     def __enter__(self):
         program = self.program
-        program.__enter__()
         if not self.protected:
             program.click(program.find("menu item", "Options"))
             program.click(program.find("menu item", "Protect Start/Stop double click"))
@@ -39,14 +37,19 @@ class RecordPage:
         """The start/stop button."""
         self.program.click(self.button)
 
+    def start(self, mode, file, status):
+        """Starts a recording and waits for that status."""
+        self.choose(mode, file)
+        self.click()
+        self.wait_status(status)
+
     def reads(self):
         return self.program.text_of(self.status)
 
     def wait_status(self, pattern, seconds=30):
         """Waits for a status line; returns it."""
-        self.program.wait_for(lambda: re.fullmatch(pattern, self.reads()), seconds,
-                              f"the status {pattern!r}", self.reads)
-        return self.reads()
+        return self.program.wait_for(lambda: re.fullmatch(pattern, self.reads()), seconds,
+                                     f"the status {pattern!r}", self.reads)[0]
 
     def state(self):
         """The buttons as a user sees them, and whether the options can be used."""
@@ -55,26 +58,13 @@ class RecordPage:
         return [b.name + ("" if "enabled" in b.states else " (grey)") for b in shown] + \
             (["options"] if "enabled" in self.file.states else [])
 
-    def wait_state(self, *wanted, seconds=20):
-        self.program.wait_for(lambda: self.state() == list(wanted), seconds, f"{wanted}",
+    def wait_state(self, *wanted):
+        self.program.wait_for(lambda: self.state() == list(wanted), 20, f"{wanted}",
                               lambda: repr(self.state()))
-
-    def box(self, answer, seconds=30, ends_program=False):
-        """Waits for a message box, answers it and returns its title and text."""
-        box = self.program.wait_for(self.program.boxes, seconds, "a message box")[0]
-        text = f"{box.name}: {self.program.box_text(box)}"
-        self.program.click(self.program.find("push button", answer, inside=box))
-        if ends_program:
-            return text
-        self.program.wait_for(lambda: box.path not in [b.path for b in self.program.boxes()], 20,
-                              "the box to close")
-        return text
 
     def close(self):
         self.program.close_window()
-        code = self.program.exit_code()
-        if code != 0:
-            raise DriverError(f"the program ended with {code}: {self.program.output()}")
+        expect("exit code", self.program.exit_code(), 0)
 
 
 def check_record(checker, file):

@@ -8,143 +8,101 @@ box once, and left what was received in the record file.
 """
 import os
 import signal
-import subprocess
 import sys
-import tempfile
 
-from driver import Desktop, DriverError
+from driver import expect, run_tests
 from recordpage import HARDWARE, ON_THE_FLY, SOFTWARE, RecordPage, check_record
-from test_burn import make_files, FIRMWARE
+from test_burn import FIRMWARE, make_files
 
+PROGRAM, CHECKER = map(os.path.abspath, sys.argv[1:3])
+FILE = "end.prf"
 # A recording goes on until it is ended; the board's own buffer has triggered after a while.
 RECORDING = "rate=200K,trigger=1000"
 
 
-class Moments:
-    """Each function brings the page to a moment; returns the record file to check, if any."""
-
-    def __init__(self, page):
-        self.page, self.program = page, page.program
-
-    def idle(self):
-        pass
-
-    def open_dialog(self):
-        self.program.click(self.program.find("push button", "Browse for the record file"))
-        self.program.wait_for(self.program.boxes, 20, "the file dialog")
-
-    def burn(self, status):
-        self.program.click(self.program.find("page tab", "Burn Flash"))
-        self.program.enter(self.program.find("combo box", inside="Choose main lod file"), FIRMWARE)
-        label = self.program.find("label", inside="Burn image")
-        self.program.click(self.program.find("push button", "Burn!"))
-        self.program.wait_for(lambda: self.program.text_of(label) == status, 30, status)
-
-    def burning(self):
-        self.burn("Burning...")
-
-    def verifying(self):
-        self.burn("Verifying...")
-
-    def burn_box(self):
-        self.burn("Error.")
-        self.program.wait_for(self.program.boxes, 20, "the box")
-
-    def start(self, mode, status, file="end.prf"):
-        self.page.choose(mode, file)
-        self.page.click()
-        self.page.wait_status(status)
-        return file
-
-    def on_the_fly(self):
-        return self.start(ON_THE_FLY, r"Recorded \d+ bytes \(.*")
-
-    def ring(self):
-        return self.start(SOFTWARE, r"Buffer contains .*")
-
-    def before_the_trigger(self):
-        self.start(HARDWARE, r"Waiting for trigger\.\.\.")
-
-    def after_the_trigger(self):
-        return self.start(HARDWARE, r"Triggered! .*")
-
-    def countdown(self):
-        file = self.on_the_fly()
-        self.page.click()
-        self.page.wait_state("Stop! (grey)", "Brutal stop in 5 seconds!")
-        return file
-
-    def read_failure_box(self):
-        self.page.choose(ON_THE_FLY, "end.prf")
-        self.page.click()
-        self.program.wait_for(self.program.boxes, 20, "the box")
-        return "end.prf"
-
-    def save_question(self):
-        self.start(SOFTWARE, r"Buffer contains .*", "/no/such/folder.prf")
-        self.page.click()
-        self.program.wait_for(self.program.boxes, 20, "the question")
+def burn(page, status):
+    page.program.click(page.program.find("page tab", "Burn Flash"))
+    page.program.enter(page.program.find("combo box", inside="Choose main lod file"), FIRMWARE)
+    label = page.program.find("label", inside="Burn image")
+    page.program.click(page.program.find("push button", "Burn!"))
+    page.program.wait_for(lambda: page.program.text_of(label) == status, 30, status)
 
 
-# moment: parameters of the board, buttons that answer what is open afterwards
+def open_dialog(page):
+    page.program.click(page.program.find("push button", inside="Choose destination record file"))
+    page.program.wait_for(page.program.boxes, 20, "the file dialog")
+
+
+def burn_box(page):
+    burn(page, "Error.")
+    page.program.wait_for(page.program.boxes, 20, "the box")
+
+
+def countdown(page):
+    page.start(ON_THE_FLY, FILE, r"Recorded \d+ bytes \(.*")
+    page.click()
+    page.wait_state("Stop! (grey)", "Brutal stop in 5 seconds!")
+
+
+def read_failure_box(page):
+    page.choose(ON_THE_FLY, FILE)
+    page.click()
+    page.program.wait_for(page.program.boxes, 20, "the box")
+
+
+def save_question(page):
+    page.start(SOFTWARE, "/no/such/folder.prf", r"Buffer contains .*")
+    page.click()
+    page.program.wait_for(page.program.boxes, 20, "the question")
+
+
+# How the moment is reached, the parameters of the board, and the button that answers what is open
+# afterwards. A window behind an open box takes no close; its program is ended by a signal only.
 MOMENTS = {
-    "idle": ("", []),
-    "open_dialog": ("", []),
-    "burning": ("pace=15K", []),
-    "verifying": ("pace=15K", []),
-    "burn_box": ("pace=0,fail=burn:worn out", ["OK"]),
-    "on_the_fly": (RECORDING, []),
-    "ring": (RECORDING, []),
-    "before_the_trigger": ("trigger=3600000", []),
-    "after_the_trigger": (RECORDING, []),
-    "countdown": (RECORDING + ",stop=ignored", []),
-    "read_failure_box": (RECORDING + ",fail=read@20:unplugged", ["OK"]),
-    "save_question": (RECORDING, ["Cancel"]),
+    "idle": (lambda page: None, "", None),
+    "open dialog": (open_dialog, "", None),
+    "burning": (lambda page: burn(page, "Burning..."), "pace=15K", None),
+    "verifying": (lambda page: burn(page, "Verifying..."), "pace=15K", None),
+    "burn box": (burn_box, "pace=0,fail=burn:worn out", "OK"),
+    "on the fly": (lambda page: page.start(ON_THE_FLY, FILE, r"Recorded \d+ bytes \(.*"),
+                   RECORDING, None),
+    "ring": (lambda page: page.start(SOFTWARE, FILE, r"Buffer contains .*"), RECORDING, None),
+    "before the trigger": (lambda page: page.start(HARDWARE, "no.prf", r"Waiting for trigger.*"),
+                           "trigger=3600000", None),
+    "after the trigger": (lambda page: page.start(HARDWARE, FILE, r"Triggered! .*"), RECORDING,
+                          None),
+    "countdown": (countdown, RECORDING + ",stop=ignored", None),
+    "read failure box": (read_failure_box, RECORDING + ",fail=read@20:unplugged", "OK"),
+    "save question": (save_question, RECORDING, "Cancel"),
 }
-WAYS = {
-    "close": None,
-    "SIGTERM": signal.SIGTERM,
-    "SIGINT": signal.SIGINT,
-}
+WAYS = {"close": None, "SIGTERM": signal.SIGTERM, "SIGINT": signal.SIGINT}
 
 
-def end(desktop, program_path, checker, moment, way):
-    board, answers = MOMENTS[moment]
-    with RecordPage(desktop, program_path, board) as page:
-        file = getattr(Moments(page), moment)()
-        if WAYS[way] is None:
+def end(desktop, moment, way):
+    reach, board, answer = MOMENTS[moment]
+    with RecordPage(desktop, PROGRAM, board) as page:
+        reach(page)
+        if way == "close":
             page.program.close_window()
         else:
             page.program.process.send_signal(WAYS[way])
-        for answer in answers:
-            page.box(answer, ends_program=True)
-        code = page.program.exit_code(30)
-        if code != 0:
-            raise DriverError(f"{moment}, {way}: ended with {code}: {page.program.output()}")
-    if file:
-        line = check_record(checker, file)
-        if os.path.getsize(file) <= 8:
-            raise DriverError(f"{moment}, {way}: nothing was saved: {line}")
-        os.remove(file)
+        if answer:
+            page.program.answer_box(answer)
+        expect(f"{moment}, {way}: exit code", page.program.exit_code(30), 0)
+    if os.path.exists(FILE):
+        expect(f"{moment}, {way}: saved", os.path.getsize(FILE) > 8, True)
+        check_record(CHECKER, FILE)
+        os.remove(FILE)
 
 
-def main():
-    program_path, checker = map(os.path.abspath, sys.argv[1:3])
-    with tempfile.TemporaryDirectory() as folder, Desktop() as desktop:
-        os.chdir(folder)
-        make_files()
-        try:
-            for moment in sys.argv[3:] or MOMENTS:
-                # A window behind an open box takes no close; its program is ended by a signal only.
-                ways = [way for way in WAYS if way != "close" or
-                        not (MOMENTS[moment][1] or moment == "open_dialog")]
-                for way in ways:
-                    end(desktop, program_path, checker, moment, way)
-                print(moment.replace("_", " "), *ways, flush=True)
-        except (DriverError, subprocess.TimeoutExpired) as error:
-            sys.exit(f"FAILED: {error}")
-        finally:
-            os.chdir("/")
+def run(desktop):
+    make_files()
+    for moment in sys.argv[3:] or MOMENTS:
+        is_behind_a_box = MOMENTS[moment][2] or moment == "open dialog"
+        ways = [way for way in WAYS if way != "close" or not is_behind_a_box]
+        for way in ways:
+            end(desktop, moment, way)
+        print(moment, *ways, flush=True)
 
 
-main()
+run_tests(run)
