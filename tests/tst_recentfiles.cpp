@@ -112,7 +112,6 @@ private slots:
     void chosenOneIsShown()
     {
         const QString here = m_start->path() + "/";
-        QVERIFY(QDir().mkdir("last"));
         for (int kind = 0; kind < int(m_kinds.size()); ++kind) {
             auto [edit, entry, file, shown] = Chosen::fetch();
             const auto& [suffix, files, folder] = m_kinds.at(kind);
@@ -123,7 +122,9 @@ private slots:
                 name->replace("suffix", suffix).replace("SUFFIX", suffix.toUpper());
             }
             files = QStringList{here + "OLD." + suffix, here + "old." + suffix};
-            folder = here + "last";
+            const QString last = here + "last " + suffix;
+            QVERIFY(QDir().mkdir(last));
+            folder = last;
             const ChoiceWindow window(kind);
             window.combo->setCurrentIndex(entry);
             window.combo->setEditText(edit);
@@ -132,10 +133,10 @@ private slots:
             QString opened;
             chooseInDialog(isChosen ? here + file : "", &opened);
             window.openDialog();
-            QCOMPARE(opened, edit.isEmpty() ? here + "last" : QString("/usr"));
+            QCOMPARE(opened, edit.isEmpty() ? last : QString("/usr"));
             QCOMPARE(window.combo->currentText(), isChosen ? here + shown : edit);
             QCOMPARE(window.combo->currentIndex(), shown.startsWith("old") ? 1 : entry);
-            QCOMPARE(folder, isChosen ? m_start->path() : here + "last");
+            QCOMPARE(folder, isChosen ? m_start->path() : last);
             QCOMPARE(QFile::remove("tovaconfig.cfg"), isChosen);
             QCOMPARE(files.size(), 2);
         }

@@ -2,8 +2,6 @@
 #include "tests/support/recordpage.h"
 #include "tests/support/table.h"
 
-#include <QSet>
-
 #include <optional>
 
 namespace
@@ -103,30 +101,6 @@ private slots:
             seen += edit->text();
         }
         QCOMPARE(seen.join(' '), left);
-    }
-
-    void keyboardReachesEverything()
-    {
-        RecordPage page;
-        QVERIFY(QTest::qWaitForWindowActive(&page.window));
-        page.group("EXL Trigger")->setChecked(true);
-        page.group("PXTS Trigger")->setChecked(true);
-        page.file->setFocus();
-        QSet<const QWidget*> reached;
-        for (int step = 0; step < 50; ++step) {
-            QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
-            reached += QApplication::focusWidget();
-        }
-        QList<QWidget*> controls{page.startStop, page.start, page.end, page.tag, page.size};
-        for (auto* box : page.tab->findChildren<QCheckBox*>()) {
-            controls += box;
-        }
-        for (auto* group : page.tab->findChildren<QGroupBox*>()) {
-            controls += group->isCheckable() ? group : controls.first();
-        }
-        for (const QWidget* each : qAsConst(controls)) {
-            QVERIFY2(reached.contains(each), qPrintable(each->property("text").toString()));
-        }
     }
 
 private:
