@@ -6,7 +6,6 @@
 #include "tests/support/table.h"
 
 #include <QCheckBox>
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QProgressBar>
 
@@ -52,7 +51,7 @@ struct BurnPage : Page<TOVABrannelTab> {
 };
 
 using Burns = Table<QString, QString, QString, bool, QString>;
-using Keys = Table<QStringList>;
+using Keys = Table<QString>;
 
 } // namespace
 
@@ -171,32 +170,27 @@ private slots:
     void keysStartOneBurn_data()
     {
         const Keys keys;
-        keys.row("Ctrl+B", {"Ctrl+B"});
-        keys.row("Alt+B", {"Alt+B"});
-        keys.row("both", {"Ctrl+B", "Alt+B"});
-        keys.row("key and mouse", {"Ctrl+B", "click"});
+        for (const char* each : {"Ctrl+B", "Alt+B", "Ctrl+B Alt+B", "Ctrl+B click"}) {
+            keys.row(each, each);
+        }
     }
     void keysStartOneBurn()
     {
-        const auto [keys] = Keys::fetch();
+        const QString keys = std::get<0>(Keys::fetch());
         BurnPage page("a.lod");
         QVERIFY(QTest::qWaitForWindowActive(&page.window));
-        const auto press = [&page, keys = keys] {
-            for (const QString& key : keys) {
-                if (key == "click") {
-                    click(page.burn);
-                } else {
-                    QTest::keySequence(&page.window, QKeySequence(key));
-                }
+        const auto press = [&] {
+            for (const QString& key : keys.split(' ')) {
+                key == "click" ? click(page.burn)
+                               : QTest::keySequence(&page.window, QKeySequence(key));
             }
         };
         board.onDownload = [&](auto burn, auto) {
             press();
             click(page.version);
             // A key clicks the button as late as 100 ms after it was pressed.
-            QElapsedTimer timer;
-            timer.start();
-            while (timer.elapsed() < 150) {
+            for (int report = 0; report < 150; ++report) {
+                QTest::qSleep(1);
                 burn(0.5F);
             }
         };

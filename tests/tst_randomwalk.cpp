@@ -44,7 +44,7 @@ private slots:
         RecordPage page;
         connect(page.tab, &TOVAStreamingTab::ungreyParentGUI,
                 [] { board.note(QStringLiteral("%1 bytes").arg(QFileInfo("a.prf").size())); });
-        for (int step = 0; step < 150 && !QTest::currentTestFailed(); ++step) {
+        for (int step = 0; step < 100 && !QTest::currentTestFailed(); ++step) {
             m_mode = QStringList{onTheFly, ring, hardware}.at(step % 3);
             m_end = End(below(ends));
             record(page);

@@ -65,8 +65,8 @@ private slots:
     {
         const RecordPage page;
         QString checked = ring;
-        // The last one is unchecked, in vain.
-        for (const QString& toggled : {ring, hardware, onTheFly, onTheFly}) {
+        // The first one is unchecked, in vain.
+        for (const QString& toggled : {ring, hardware, onTheFly, ring}) {
             for (const QString& mode : {onTheFly, ring, hardware}) {
                 QCOMPARE(page.group(mode)->isChecked(), mode == checked);
                 QCOMPARE(page.group(mode)->findChild<QLabel*>()->isEnabled(), mode == checked);
