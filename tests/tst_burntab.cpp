@@ -10,7 +10,6 @@
 #include <QProgressBar>
 
 #include <limits>
-#include <optional>
 
 namespace
 {
@@ -55,13 +54,11 @@ using Keys = Table<QString>;
 
 } // namespace
 
-class tst_burntab : public QObject
+class tst_burntab : public CleanTest
 {
     Q_OBJECT
 
 private slots:
-    void init() { m_start.emplace(); }
-
     void burns_data()
     {
         // The load file, the calibration file, what fails, whether it is a verified burn or else
@@ -216,9 +213,6 @@ private slots:
         QCOMPARE(label->textFormat(), Qt::PlainText);
         QCOMPARE(page.tab->minimumSizeHint().width(), width);
     }
-
-private:
-    std::optional<CleanStart> m_start;
 };
 
 QTEST_MAIN(tst_burntab)

@@ -34,14 +34,14 @@ using Recordings = Table<QString, QString>;
 
 } // namespace
 
-class tst_mainwindow : public QObject
+class tst_mainwindow : public CleanTest
 {
     Q_OBJECT
 
 private slots:
     void init()
     {
-        m_start.emplace();
+        CleanTest::init();
         m_window.emplace();
         m_window->show();
         m_burn = m_window->findChild<TOVABrannelTab*>();
@@ -123,7 +123,7 @@ private slots:
         board.reads = {{"one"}, {"two", BRAN_SUCCESS, 0, close}, {"three"}};
         if (file == ".") {
             answerLate([&] {
-                chooseInDialog(m_start->path() + "/a.prf");
+                chooseInDialog(QDir::currentPath() + "/a.prf");
                 answerBox("Chose again");
             });
         }
@@ -133,7 +133,6 @@ private slots:
     }
 
 private:
-    std::optional<CleanStart> m_start;
     std::optional<TOVAMainWindow> m_window;
     TOVABrannelTab* m_burn = nullptr;
     TOVAStreamingTab* m_record = nullptr;

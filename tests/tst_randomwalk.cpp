@@ -6,7 +6,6 @@
 #include <QRandomGenerator>
 
 #include <numeric>
-#include <optional>
 
 using Read = ScriptedBoard::Read;
 
@@ -22,13 +21,11 @@ using Seeds = Table<quint32>;
 
 /// Makes recordings that end in all ways in all modes, with random data, one after the other on one
 /// page, and compares each with what it must have done and left.
-class tst_randomwalk : public QObject
+class tst_randomwalk : public CleanTest
 {
     Q_OBJECT
 
 private slots:
-    void init() { m_start.emplace(); }
-
     void recordingsLeaveWhatTheyMust_data()
     {
         const Seeds seeds;
@@ -200,7 +197,6 @@ private:
     QString m_mode;
     End m_end = Finished;
     qint64 m_now = 0;
-    std::optional<CleanStart> m_start;
 };
 
 QTEST_MAIN(tst_randomwalk)

@@ -7,7 +7,6 @@
 #include <QTabWidget>
 
 #include <array>
-#include <optional>
 
 using Store = TOVAConfiguration;
 
@@ -43,13 +42,11 @@ using Existing = Table<QString, QString, QString>;
 
 } // namespace
 
-class tst_recentfiles : public QObject
+class tst_recentfiles : public CleanTest
 {
     Q_OBJECT
 
 private slots:
-    void init() { m_start.emplace(); }
-
     void pickedOneStoresItsFolder()
     {
         QVERIFY(writeFile("tovaconfig.cfg", "<x><lastlod path='/1/x'/><lastlod path='/2/x'/>"
@@ -103,7 +100,7 @@ private slots:
     }
     void chosenOneIsShown()
     {
-        const QString here = m_start->path() + "/";
+        const QString here = QDir::currentPath() + "/";
         for (int kind = 0; kind < int(m_kinds.size()); ++kind) {
             auto [edit, entry, file, shown] = Chosen::fetch();
             const auto& [suffix, files, folder] = m_kinds.at(kind);
@@ -128,7 +125,7 @@ private slots:
             QCOMPARE(opened, edit.isEmpty() ? last : QString("/usr"));
             QCOMPARE(window.combo->currentText(), isChosen ? here + shown : edit);
             QCOMPARE(window.combo->currentIndex(), shown.startsWith("old") ? 1 : entry);
-            QCOMPARE(folder, isChosen ? m_start->path() : last);
+            QCOMPARE(folder, isChosen ? QDir::currentPath() : last);
             QCOMPARE(QFile::remove("tovaconfig.cfg"), isChosen);
             QCOMPARE(files.size(), 2);
         }
@@ -144,7 +141,7 @@ private slots:
     void recordFileIsReplacedOnlyIfTheUserSaysSo()
     {
         const auto [typed, existing, answer] = Existing::fetch();
-        const QString here = m_start->path() + "/";
+        const QString here = QDir::currentPath() + "/";
         QVERIFY(writeFile(existing, "a night's work"));
         const ChoiceWindow window(2);
         chooseInDialog(here + typed);
@@ -169,7 +166,6 @@ private:
         Kind{"cfp", Store::m_lastCfpFiles, Store::m_lastCfpFolder},
         Kind{"prf", Store::m_lastPrfFiles, Store::m_lastPrfFolder},
     };
-    std::optional<CleanStart> m_start;
 };
 
 QTEST_MAIN(tst_recentfiles)

@@ -4,8 +4,6 @@
 #include "tests/support/recordpage.h"
 #include "tests/support/table.h"
 
-#include <optional>
-
 using Read = ScriptedBoard::Read;
 
 namespace
@@ -47,13 +45,11 @@ using Stops = Table<QString, QString, QString>;
 
 } // namespace
 
-class tst_recording : public QObject
+class tst_recording : public CleanTest
 {
     Q_OBJECT
 
 private slots:
-    void init() { m_start.emplace(); }
-
     void refusesBeforeItStarts()
     {
         RecordPage page;
@@ -239,7 +235,7 @@ private slots:
     void unsavedRingStaysInMemory()
     {
         const auto [file, box] = Unsaved::fetch();
-        const QString chosen = m_start->path() + "/b";
+        const QString chosen = QDir::currentPath() + "/b";
         const RecordPage page;
         board.state = nullptr;
         page.file->setEditText(file);
@@ -331,9 +327,6 @@ private slots:
         QCOMPARE(page.state(), idle);
         QVERIFY(page.startStop->hasFocus());
     }
-
-private:
-    std::optional<CleanStart> m_start;
 };
 
 QTEST_MAIN(tst_recording)

@@ -2,23 +2,18 @@
 #include "tests/support/recordpage.h"
 #include "tests/support/table.h"
 
-#include <optional>
-
 namespace
 {
 
 using Options = Table<QString>;
-using Inputs = Table<QString, QString>;
 
 } // namespace
 
-class tst_recordtab : public QObject
+class tst_recordtab : public CleanTest
 {
     Q_OBJECT
 
 private slots:
-    void init() { m_start.emplace(); }
-
     void optionsBecomeTheConfiguration_data()
     {
         // mode | exl, standard, custom, gap | start | end | tag, gap | cpu | masks, gap
@@ -76,35 +71,27 @@ private slots:
         }
     }
 
-    void fieldsTakeOnlyNumbers_data()
-    {
-        // What is left in the addresses, the tag and the size.
-        const Inputs typed;
-        typed.row("digits", "12345678", "12345678 12345678 1234 12");
-        typed.row("letters", "fFg FxFFFFFFF", "fFFFFFFF fFFFFFFF fFFF ");
-        typed.row("a leading zero", "065", "065 065 065 6");
-        typed.row("the largest size", "64", "64 64 64 64");
-        typed.row("above the largest size", "66", "66 66 66 6");
-        typed.row("signs", "-+1", "1 1 1 1");
-    }
     void fieldsTakeOnlyNumbers()
     {
-        const auto [typed, left] = Inputs::fetch();
         const RecordPage page;
         page.group("EXL Trigger")->setChecked(true);
         page.group("PXTS Trigger")->setChecked(true);
-        page.size->clear();
-        QStringList seen;
-        for (QLineEdit* edit : {page.start, page.end, page.tag, page.size}) {
-            QTest::keyClicks(edit, typed);
-            QTest::keyClick(edit, Qt::Key_Return);
-            seen += edit->text();
+        // What is typed, and what is left in the addresses, the tag and the size.
+        for (const auto& [typed, left] :
+             {std::pair("12345678", "12345678 12345678 1234 12"),
+              std::pair("fFg FxFFFFFFF", "fFFFFFFF fFFFFFFF fFFF "),
+              std::pair("065", "065 065 065 6"), std::pair("64", "64 64 64 64"),
+              std::pair("66", "66 66 66 6"), std::pair("-+1", "1 1 1 1")}) {
+            QStringList seen;
+            for (QLineEdit* edit : {page.start, page.end, page.tag, page.size}) {
+                edit->clear();
+                QTest::keyClicks(edit, typed);
+                QTest::keyClick(edit, Qt::Key_Return);
+                seen += edit->text();
+            }
+            QCOMPARE(seen.join(' '), QString(left));
         }
-        QCOMPARE(seen.join(' '), left);
     }
-
-private:
-    std::optional<CleanStart> m_start;
 };
 
 QTEST_MAIN(tst_recordtab)

@@ -66,14 +66,13 @@ QString killed(const QString& role, int round)
 
 } // namespace
 
-class tst_reliability : public QObject
+class tst_reliability : public CleanTest
 {
     Q_OBJECT
 
 private slots:
     void killCostsOneRefreshAtMost()
     {
-        const CleanStart start;
         for (int round = 0; round < kills; ++round) {
             const QString last = killed("record", round);
             const QByteArray file = contentOf("a.prf").mid(8);
@@ -85,7 +84,6 @@ private slots:
 
     void killLeavesAWholeConfiguration()
     {
-        const CleanStart start;
         for (int round = 0; round < kills; ++round) {
             QCOMPARE(killed("save", round), QString("saved"));
             QVERIFY(Store::readConfig());

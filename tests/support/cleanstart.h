@@ -4,6 +4,10 @@
 #include "tests/support/folder.h"
 #include "tests/support/scriptedboard.h"
 
+#include <QObject>
+
+#include <optional>
+
 /// Makes the program forget what it remembers between runs.
 inline void clearStore()
 {
@@ -13,12 +17,20 @@ inline void clearStore()
     Store::m_isDoubleClickedProtected = true;
 }
 
-/// The world as a newly installed program finds it: an empty working directory, and nothing left
-/// over from another test.
-struct CleanStart : WorkingFolder {
-    CleanStart()
+/// A test whose functions each begin as a newly installed program does: in an empty working
+/// directory, with nothing left over from another test.
+class CleanTest : public QObject
+{
+    Q_OBJECT
+
+protected slots:
+    void init()
     {
+        m_folder.emplace();
         clearStore();
         board = ScriptedBoard();
     }
+
+private:
+    std::optional<WorkingFolder> m_folder;
 };
