@@ -168,7 +168,7 @@ private slots:
         page.size->setText("64");
         answerBox();
         // The stop is answered after two more reads.
-        withLimit(RLIMIT_DATA, 40 * megabyte, [&] {
+        withLimit(RLIMIT_DATA, rlim_t(40) * megabyte, [&] {
             page.record({{"dropped"}, {"dropped", BRAN_SUCCESS, 0, [] { board.note("look"); }}});
         });
         QCOMPARE(board.journal.mid(1, 3),
