@@ -24,6 +24,7 @@ Run the scripts with /usr/bin/python3, the one that python3-gi belongs to.
 """
 import os
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -91,13 +92,17 @@ class Program:
         self.process = subprocess.Popen(
             [with_simulator(desktop, program_path)],
             env={**desktop.env, "BRAN_SIMULATOR": board, **env}, stdin=subprocess.DEVNULL,
-            stdout=self.log, stderr=self.log, preexec_fn=die_with_parent)
+            stdout=self.log, stderr=self.log, start_new_session=True, preexec_fn=die_with_parent)
 
     def __enter__(self):
         return self
 
     def __exit__(self, *_):
         stop(self.process)
+        try:
+            os.killpg(self.process.pid, signal.SIGKILL)  # what a script has started
+        except ProcessLookupError:
+            pass
         self.log.close()
 
     def output(self):
@@ -146,13 +151,14 @@ class Program:
         return [top for top in tops if "showing" in top.states]
 
     def _find_owner(self):
-        """The name of our process on the bus."""
+        """The bus name of our process, or of a child of it when the program is a script."""
         for name in self.desktop.ask_bus("ListNames"):
             try:
-                if self.desktop.ask_bus("GetConnectionUnixProcessID", name) == self.process.pid:
+                pid = self.desktop.ask_bus("GetConnectionUnixProcessID", name)
+                if os.getsid(pid) == self.process.pid:
                     self.desktop.call(name, ROOT, ACCESSIBLE, "GetChildren", None)
                     return name
-            except GLib.Error:
+            except (OSError, GLib.Error):
                 continue  # gone meanwhile, or a connection without accessibility
         return None
 
@@ -218,8 +224,9 @@ class Program:
             if widget.role == "combo box" else None
 
     def _x_windows(self):
+        pid = self.desktop.ask_bus("GetConnectionUnixProcessID", self.owner)
         return set(self.desktop.tool("xdotool", "search", "--all", "--onlyvisible", "--pid",
-                                     str(self.process.pid)).split())
+                                     str(pid)).split())
 
     def click(self, widget):
         """Presses the mouse in the middle of the control, once that stays where it is."""
