@@ -178,7 +178,7 @@ private:
             const int calls =
                 std::accumulate(reads.begin(), reads.end(), 0, [](int sum, const Read& read) {
                     constexpr int readSize = 32768;
-                    return sum + std::max((read.bytes.size() + readSize - 1) / readSize, 1);
+                    return sum + std::max((int(read.bytes.size()) + readSize - 1) / readSize, 1);
                 });
             return QStringLiteral(
                        "Read %1 bytes. Cursor at %2. Read count : %3 (Stopped on error!)")
