@@ -86,17 +86,25 @@ void readAll(std::uint64_t reads, unsigned int size, Place place, Take take)
     }
 }
 
-void writeBare()
+int openBareFile()
+{
+    return open("bare.prf", O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR);
+}
+
+void writeBare(int file, const char* bytes, std::size_t count)
+{
+    if (write(file, bytes, count) != ssize_t(count)) {
+        qFatal("The disk is full.");
+    }
+}
+
+void recordBare()
 {
     static std::array<char, streamReadSize> buffer;
-    const int file = open("bare.prf", O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    const int file = openBareFile();
     readAll(
         fileReads, streamReadSize, [] { return buffer.data(); },
-        [file](unsigned int bytes) {
-            if (write(file, buffer.data(), bytes) != ssize_t(bytes)) {
-                qFatal("The disk is full.");
-            }
-        });
+        [file](unsigned int count) { writeBare(file, buffer.data(), count); });
     close(file);
 }
 
@@ -107,6 +115,10 @@ void fillBareRing()
     readAll(
         ringReads, streamReadSize, [&cursor] { return bytes.get() + cursor; },
         [&cursor](unsigned int count) { cursor = (cursor + count) % ringSize; });
+    // Saved out of the measured time, as the product's is: it takes the ring out of the caches.
+    const int file = openBareFile();
+    writeBare(file, bytes.get(), ringSize);
+    close(file);
 }
 
 void readBare()
@@ -148,7 +160,7 @@ void registerRecording()
 {
     const auto page = std::make_shared<Page>();
     add(onTheFly, [page] { page->record(onTheFly, fileReads); });
-    add(bareFile, writeBare);
+    add(bareFile, recordBare);
     add(ring, [page] { page->record(ring, ringReads); });
     add(bareRing, fillBareRing);
     add(boardBuffer, [page] { page->record(boardBuffer, boardBufferReads); });
