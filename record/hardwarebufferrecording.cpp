@@ -26,7 +26,7 @@ void TOVAStreamingTab::bufferModeRoutine()
             showRecorded(totalBytes + bytesRead, stopWord());
             setStartStopEnabled(true);
             stopped();
-            file.close();
+            closeRecordFile(file);
             return;
         }
         if (result != BRAN_SUCCESS) {
@@ -37,7 +37,7 @@ void TOVAStreamingTab::bufferModeRoutine()
             setStartStopEnabled(true);
             stopped();
             showRecorded(totalBytes, QStringLiteral("on error"));
-            file.close();
+            closeRecordFile(file);
             return;
         }
         totalBytes += bytesRead;

@@ -23,7 +23,7 @@ void TOVAStreamingTab::onTheFlyRoutine()
             }
             showRecorded(totalBytes + bytesRead, stopWord());
             stopped();
-            file.close();
+            closeRecordFile(file);
             return;
         }
         if (result != BRAN_SUCCESS) {
@@ -32,7 +32,7 @@ void TOVAStreamingTab::onTheFlyRoutine()
             }
             reportReadFailure(result);
             showRecorded(totalBytes, QStringLiteral("on error"));
-            file.close();
+            closeRecordFile(file);
             stopped();
             return;
         }

@@ -39,15 +39,19 @@ bool RecordFile::close()
 {
     flush();
     m_file.close();
-    // Some file systems tell only now that they have no room for what they took.
     if (m_failure.isNull() && m_file.error() != QFileDevice::NoError) {
         m_failure = m_file.errorString();
+        m_failedLate = true;
     }
     return m_failure.isNull();
 }
 
 QString RecordFile::failureText() const
 {
+    if (m_failedLate) {
+        return QStringLiteral("Cannot write %1 to its end: %2. Its last bytes may be missing.")
+            .arg(m_file.fileName(), m_failure);
+    }
     return QStringLiteral(
                "Cannot write %1: %2. The first %3 bytes of the recording are in the file.")
         .arg(m_file.fileName(), m_failure, QString::number(traceBytes()));

@@ -36,4 +36,5 @@ private:
     std::size_t m_buffered = 0;
     qint64 m_written = 0;
     QString m_failure;
+    bool m_failedLate = false; ///< only when it was closed
 };

@@ -105,6 +105,16 @@ void TOVAStreamingTab::stopAfterFailedWrite(RecordFile& file)
     stopped();
 }
 
+/// Closes the file of a recording that is over. Some file systems tell only then that they have no
+/// room for what they took.
+void TOVAStreamingTab::closeRecordFile(RecordFile& file)
+{
+    if (!file.close()) {
+        showRecorded(file.traceBytes(), QStringLiteral("on error"));
+        showWarning(this, QStringLiteral("Tovalink"), file.failureText());
+    }
+}
+
 /// Ends a recording that cannot be kept: asks the library to stop and drops what still comes. If
 /// the library does not answer, the brutal stop is offered.
 void TOVAStreamingTab::endStartedRecording()

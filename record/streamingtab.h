@@ -87,6 +87,7 @@ private:
     BRAN_ERR_T readTrace(char* buffer, unsigned int size, unsigned int& bytesRead);
     void reportReadFailure(BRAN_ERR_T result);
     void stopAfterFailedWrite(RecordFile& file);
+    void closeRecordFile(RecordFile& file);
     void endStartedRecording();
     void requestStop();
     void waitForStop();

@@ -1,11 +1,30 @@
 #include "board/errorreport.h"
 #include "tests/support/cleanstart.h"
+#include "tests/support/modal.h"
 #include "tests/support/recordpage.h"
 #include "tests/support/table.h"
 
 #include <QProcess>
 
+#include <atomic>
+#include <cerrno>
+#include <dlfcn.h>
+
 using Store = TOVAConfiguration;
+
+/// As on a server's disk, where only closing a file tells that there was no room for it.
+static std::atomic<bool> closingFails = false;
+
+extern "C" int close(int descriptor)
+{
+    static const auto systems = reinterpret_cast<int (*)(int)>(dlsym(RTLD_NEXT, "close"));
+    const int result = systems(descriptor);
+    if (closingFails) {
+        errno = EDQUOT;
+        return -1;
+    }
+    return result;
+}
 
 namespace
 {
@@ -89,6 +108,22 @@ private slots:
             QVERIFY(Store::readConfig());
             QVERIFY(!Store::m_lastLodFiles.isEmpty());
             clearStore();
+        }
+    }
+
+    void failureOnClosingIsTold()
+    {
+        for (const QString& mode : {onTheFly, hardware}) {
+            const RecordPage page(mode);
+            board.journal.clear();
+            answerBox();
+            page.record({{"trace", BRAN_RECORDING_FINISHED, 0, [] { closingFails = true; }}});
+            closingFails = false;
+            const QString box = "Tovalink: Cannot write a.prf to its end: Disk quota exceeded. Its "
+                                "last bytes may be missing.";
+            QCOMPARE(board.journal.filter(box).size(), 1);
+            QCOMPARE(page.status->text(), QString("Recorded 5 bytes. (Stopped on error!)"));
+            QCOMPARE(page.state(), QString("Start!, 10 groups"));
         }
     }
 
