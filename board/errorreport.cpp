@@ -6,35 +6,27 @@
 
 #include <cstring>
 
-namespace
-{
-
-void showReport(QWidget* parent, const QString& text)
-{
-    showWarning(parent, QStringLiteral("Tovalink"), text);
-}
-
-} // namespace
-
 QString boardErrorText(BRAN_ERR_T code)
 {
-    // Longer than any sentence; a box for more would not fit on a screen.
+    // More than any sentence; a box for it would not fit on a screen.
     constexpr std::size_t maxLength = 1000;
+    constexpr int maxLines = 20;
     const char* text = BRAN_GetErrorString(code);
     const std::size_t length = text != nullptr ? strnlen(text, maxLength + 1) : 0;
     if (length == 0) {
         return QStringLiteral("The board library gives no reason for its error %1.").arg(code);
     }
-    return length <= maxLength ? QString::fromLatin1(text)
-                               : QString::fromLatin1(text, maxLength) + QStringLiteral("...");
+    const QString whole = QString::fromLatin1(text, int(length));
+    const QString shown = whole.left(int(maxLength)).section(QLatin1Char('\n'), 0, maxLines - 1);
+    return shown.size() == whole.size() ? shown : shown + QStringLiteral("...");
 }
 
 void reportBoardError(QWidget* parent, BRAN_ERR_T code)
 {
-    showReport(parent, boardErrorText(code));
+    showWarning(parent, boardErrorText(code));
 }
 
 void reportBoardError(QWidget* parent, const QString& file, BRAN_ERR_T code)
 {
-    showReport(parent, file + QStringLiteral(" :\n") + boardErrorText(code));
+    showWarning(parent, file + QStringLiteral(" :\n") + boardErrorText(code));
 }

@@ -105,5 +105,5 @@ void TOVABrannelTab::getVersion()
     m_versionLabel->setText(result == BRAN_SUCCESS
                                 ? QStringLiteral("0x%1").arg(version, 8, 16, QLatin1Char(' '))
                                 : QStringLiteral("Error while getting the version : ") +
-                                      boardErrorText(result));
+                                      boardErrorText(result).replace('\n', ' '));
 }

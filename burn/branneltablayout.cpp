@@ -13,7 +13,6 @@
 namespace
 {
 
-constexpr int browseButtonWidth = 30;
 constexpr int statusWidth = 150;
 
 } // namespace
@@ -54,12 +53,8 @@ void TOVABrannelTab::createFileRow(QWidget* group, const QString& name, QComboBo
 {
     auto* row = new Q3HBox(group);
     tighten(*row);
-    auto* browse = new QPushButton(QStringLiteral("..."), row);
-    browse->setFixedWidth(browseButtonWidth);
-    browse->setToolTip(QStringLiteral("Opens a dialog in which the file is chosen."));
-    browse->setAccessibleName(QStringLiteral("Browse for the ") + name);
-    connect(browse, &QPushButton::clicked, this, choose);
-    combo = createRecentFilesCombo(QStringLiteral("Path of the ") + name, row);
+    connect(createBrowseButton(name, row), &QPushButton::clicked, this, choose);
+    combo = createRecentFilesCombo(name, row);
 }
 
 void TOVABrannelTab::createImageInfoGroup()

@@ -3,6 +3,7 @@
 #include "burn/branneltab.h"
 #include "burn/burnprogress.h"
 #include "config/configuration.h"
+#include "widgets/warningbox.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -73,6 +74,11 @@ std::optional<BRAN_ERR_T> TOVABrannelTab::buildAndDownload(const QString& lodPat
     showStep(QStringLiteral("Creating Image..."));
 
     if (!fill(image.get(), lodPath)) {
+        return std::nullopt;
+    }
+    if (!image) {
+        showWarning(this, QStringLiteral("The board library has made no flash image, and gives no "
+                                         "reason. Nothing was burned."));
         return std::nullopt;
     }
     m_imageInfoLabel->setText(summary(*image));

@@ -85,5 +85,7 @@ bool readConfigurationFile(const QString& fileName)
     TOVAConfigurationParser parser;
     QXmlSimpleReader reader;
     reader.setContentHandler(&parser);
+    // Its search for a name's namespace takes hours where a thousand of them are declared.
+    reader.setFeature(QStringLiteral("http://xml.org/sax/features/namespaces"), false);
     return reader.parse(source) && isWhole;
 }

@@ -55,7 +55,7 @@ void TOVAStreamingTab::circularBufferRoutine()
     std::uint32_t readCount = 0;
     while (true) {
         const BRAN_ERR_T result = readTrace(m_circularBuffer + ring.cursor, readSize, bytesRead);
-        if (result == BRAN_RECORDING_FINISHED || m_brutalStop) {
+        if (isOver(result)) {
             ring.advance(m_circularBuffer, m_circularBufferSize, bytesRead);
             break;
         }
@@ -112,7 +112,7 @@ bool TOVAStreamingTab::provideRing(std::uint32_t size)
     }
     m_statusLabel->setText(QStringLiteral("Stopped on error."));
     endStartedRecording();
-    showWarning(this, QStringLiteral("Tovalink"),
+    showWarning(this,
                 QStringLiteral("Nothing was recorded, because there is no memory for a buffer of "
                                "%1 bytes. Choose a smaller size.")
                     .arg(blockSize));

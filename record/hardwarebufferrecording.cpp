@@ -3,7 +3,6 @@
 
 #include <QCoreApplication>
 #include <QLabel>
-#include <QPushButton>
 #include <QTimer>
 
 void TOVAStreamingTab::bufferModeRoutine()
@@ -19,7 +18,7 @@ void TOVAStreamingTab::bufferModeRoutine()
     std::uint32_t totalBytes = 0;
     while (true) {
         const BRAN_ERR_T result = readTrace(chunk.data(), chunkSize, bytesRead);
-        if (result == BRAN_RECORDING_FINISHED || m_brutalStop) {
+        if (isOver(result)) {
             if (!file.write(chunk.data(), bytesRead) || !file.flush()) {
                 break;
             }

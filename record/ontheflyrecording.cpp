@@ -17,7 +17,7 @@ void TOVAStreamingTab::onTheFlyRoutine()
     std::uint32_t bytesSinceRefresh = 0;
     while (true) {
         const BRAN_ERR_T result = readTrace(m_readBuffer.data(), readSize, bytesRead);
-        if (result == BRAN_RECORDING_FINISHED || m_brutalStop) {
+        if (isOver(result)) {
             if (!file.write(m_readBuffer.data(), bytesRead) || !file.flush()) {
                 break;
             }

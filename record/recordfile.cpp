@@ -1,9 +1,14 @@
 #include "record/recordfile.h"
 
 #include <cstring>
+#include <sys/stat.h>
 
 bool RecordFile::open(const QString& name)
 {
+    struct stat about = {};
+    if (stat(QFile::encodeName(name).constData(), &about) == 0 && S_ISFIFO(about.st_mode)) {
+        return false;
+    }
     m_file.setFileName(name);
     return m_file.open(QIODevice::WriteOnly | QIODevice::Unbuffered);
 }

@@ -2,6 +2,7 @@
 
 #include <QFile>
 
+#include <algorithm>
 #include <array>
 
 /// A record file that is being written: its header, then trace bytes. After a write that failed
@@ -9,7 +10,8 @@
 class RecordFile
 {
 public:
-    /// Creates the file, or empties an existing one.
+    /// Creates the file, or empties an existing one; a pipe is refused, since opening it would wait
+    /// for its reader.
     bool open(const QString& name);
 
     /// Each of these is false from the first failure on.

@@ -33,7 +33,7 @@ bool TOVAStreamingTab::beginRecordingTo(RecordFile& file)
         return false;
     }
     if (!file.open(recordFileName())) {
-        showWarning(this, QStringLiteral("Tovalink"),
+        showWarning(this,
                     QStringLiteral("Cannot open file for writing. File may be in read-only mode, "
                                    "or it is already opened by another application"));
         return false;
@@ -80,6 +80,12 @@ BRAN_ERR_T TOVAStreamingTab::readTrace(char* buffer, unsigned int size, unsigned
     return result;
 }
 
+/// Whether this read was the last one of a recording that has not failed.
+bool TOVAStreamingTab::isOver(BRAN_ERR_T result) const
+{
+    return result == BRAN_RECORDING_FINISHED || (m_brutalStop && m_impossibleRead == 0);
+}
+
 void TOVAStreamingTab::reportReadFailure(BRAN_ERR_T result)
 {
     if (m_impossibleRead == 0) {
@@ -87,10 +93,9 @@ void TOVAStreamingTab::reportReadFailure(BRAN_ERR_T result)
         return;
     }
     showWarning(
-        this, QStringLiteral("Tovalink"),
-        QStringLiteral("The board library reported %1 bytes, which is more than it was asked "
-                       "for. They were not recorded.")
-            .arg(m_impossibleRead));
+        this, QStringLiteral("The board library reported %1 bytes, which is more than it was asked "
+                             "for. They were not recorded.")
+                  .arg(m_impossibleRead));
 }
 
 /// Ends a recording whose file takes no more bytes, and tells how many are safe.
@@ -101,7 +106,7 @@ void TOVAStreamingTab::stopAfterFailedWrite(RecordFile& file)
         endStartedRecording();
     }
     file.close();
-    showWarning(this, QStringLiteral("Tovalink"), file.failureText());
+    showWarning(this, file.failureText());
     stopped();
 }
 
@@ -111,7 +116,7 @@ void TOVAStreamingTab::closeRecordFile(RecordFile& file)
 {
     if (!file.close()) {
         showRecorded(file.traceBytes(), QStringLiteral("on error"));
-        showWarning(this, QStringLiteral("Tovalink"), file.failureText());
+        showWarning(this, file.failureText());
     }
 }
 

@@ -44,7 +44,7 @@ QString askForRecordFile(QWidget* parent, QString start)
         }
         QString file = withSuffix(chosen, QStringLiteral("prf"));
         if (QFileInfo(file).isDir()) {
-            showWarning(parent, QStringLiteral("Tovalink"),
+            showWarning(parent,
                         QStringLiteral("Cannot record into %1, because it is a folder.").arg(file));
         } else if (!QFileInfo::exists(file) || userReplaces(parent, file)) {
             return file;

@@ -85,6 +85,7 @@ private:
     bool beginRecordingTo(RecordFile& file);
     bool startRecording();
     BRAN_ERR_T readTrace(char* buffer, unsigned int size, unsigned int& bytesRead);
+    bool isOver(BRAN_ERR_T result) const;
     void reportReadFailure(BRAN_ERR_T result);
     void stopAfterFailedWrite(RecordFile& file);
     void closeRecordFile(RecordFile& file);

@@ -15,7 +15,6 @@
 namespace
 {
 
-constexpr int browseButtonWidth = 30;
 constexpr int addressLabelWidth = 100;
 constexpr int sizeLabelWidth = 50;
 constexpr int startStopButtonWidth = 100;
@@ -97,12 +96,10 @@ void TOVAStreamingTab::createRecFileGroup()
     m_recFileGroup = new Q3VGroupBox(QStringLiteral("Choose destination record file"), this);
     auto* row = new Q3HBox(m_recFileGroup);
     tighten(*row);
-    auto* browse = new QPushButton(QStringLiteral("..."), row);
-    browse->setFixedWidth(browseButtonWidth);
-    browse->setToolTip(QStringLiteral("Opens a dialog in which the file is chosen."));
-    browse->setAccessibleName(QStringLiteral("Browse for the record file"));
-    connect(browse, &QPushButton::clicked, this, &TOVAStreamingTab::choseRecFile);
-    m_recFileCombo = createRecentFilesCombo(QStringLiteral("Path of the record file"), row);
+    const QString name = QStringLiteral("record file");
+    connect(createBrowseButton(name, row), &QPushButton::clicked, this,
+            &TOVAStreamingTab::choseRecFile);
+    m_recFileCombo = createRecentFilesCombo(name, row);
     m_recFileCombo->setToolTip(QStringLiteral("The file that the trace is recorded into."));
 }
 

@@ -1,4 +1,5 @@
 #include "shell/mainwindow.h"
+#include "shell/sessionend.h"
 #include "shell/startup.h"
 #include "shell/terminationsignals.h"
 #include "shell/version.h"
@@ -10,6 +11,7 @@ int main(int argc, char* argv[])
 {
     useUnicodeFileNames();
     doWithoutOpenGl();
+    outliveFailedWrites();
     QGuiApplication::setDesktopFileName(QStringLiteral("tovalink"));
     TerminationSignals termination;
     const QApplication application(argc, argv);
@@ -20,6 +22,7 @@ int main(int argc, char* argv[])
     window.setWindowTitle(QString::fromLatin1(ver));
     QObject::connect(&termination, &TerminationSignals::received, &window, &QWidget::close);
     termination.listen();
+    const SessionEnd sessionEnd(window);
     window.show();
     return QApplication::exec();
 }

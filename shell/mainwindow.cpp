@@ -33,6 +33,11 @@ TOVAMainWindow::TOVAMainWindow()
     createOptionsMenu();
 }
 
+bool TOVAMainWindow::isWorking() const
+{
+    return !m_resetButton->isEnabled();
+}
+
 void TOVAMainWindow::createPages(QWidget* box)
 {
     auto* tabs = new QTabWidget(box);

@@ -16,6 +16,9 @@ class TOVAMainWindow : public QMainWindow
 public:
     TOVAMainWindow();
 
+    /// Whether a burn or a recording goes on.
+    bool isWorking() const;
+
 protected slots:
     void reset();
     void branGreyGUI();

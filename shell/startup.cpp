@@ -5,6 +5,7 @@
 #include <QtGlobal>
 
 #include <clocale>
+#include <csignal>
 #include <cstring>
 #include <langinfo.h>
 
@@ -22,6 +23,12 @@ void doWithoutOpenGl()
     if (qEnvironmentVariableIsEmpty(name)) {
         qputenv(name, "none");
     }
+}
+
+void outliveFailedWrites()
+{
+    static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
 }
 
 QStyle* createStyle()

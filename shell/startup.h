@@ -11,6 +11,10 @@ void useUnicodeFileNames();
 /// application object exists.
 void doWithoutOpenGl();
 
+/// Lets a write past a limit on the size of files, or into a pipe that nobody reads any more, fail
+/// as on a full disk, instead of ending the program and with it the recording.
+void outliveFailedWrites();
+
 /// The style the window is drawn in: Plastique, or Fusion where its plugin is not installed. The
 /// caller, or the application it is handed to, owns it.
 QStyle* createStyle();

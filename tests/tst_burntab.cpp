@@ -78,6 +78,10 @@ private slots:
         burn.row("load file cannot be filled in", "<b>ß.lod", "c.cfp", "<b>ß.lod", true,
                  begun.arg(0) + "fill <b>ß.lod; Tovalink: <b>ß.lod" + failed +
                      "old.lod | Error. -1 5");
+        burn.row("no image is made, without a reason", "a.lod", "", "create", true,
+                 begun.arg(0) + "fill a.lod; Tovalink: The board library has made no flash image, "
+                                "and gives no reason. Nothing was burned.; ungrey | Error. -1 0; "
+                                "old.lod | Error. -1 5");
         burn.row("calibration file cannot be filled in", "a.lod", "c.cfp", "c.cfp", true,
                  begun.arg(0) + "fill a.lod; fill c.cfp; Tovalink: c.cfp" + failed +
                      "a.lod old.lod | Error. -1 5");
@@ -142,7 +146,7 @@ private slots:
         // The summary is that of the load file.
         const auto* summary = page.find<QLabel>("Last burned image base address: 0x01100000, full "
                                                 "size: 0x01000000,  used size: 0x0002345A.");
-        QCOMPARE(summary != nullptr, journal.contains("fill a.lod"));
+        QCOMPARE(summary != nullptr, journal.contains("fill a.lod") && failing != "create");
     }
 
     void progressIsNeverRoundedUp()

@@ -106,6 +106,13 @@ private slots:
         text.row("huge", good + many("<lastlod path='/more'/>", 5000000), false, "good", "");
         text.row("one long path", good + "<lastlod path='" + many("x", 100000000) + "'/>", false,
                  "good", "");
+        QByteArray namespaces;
+        for (int each = 0; each < 4000; ++each) {
+            namespaces += "xmlns:n" + QByteArray::number(each) + "='n' ";
+        }
+        text.row("namespaces",
+                 "<x " + namespaces + ">" + many("<y/>", 200000) + "<lastcfp path='a'/></x>", true,
+                 "a", "");
         text.row("binary", many("\xFF\x01<", 10000), false, "", "");
         text.row("entities",
                  "<!DOCTYPE a [<!ENTITY e '" + many("x", 9000) + "'>]>" + many("&e;", 60000), false,

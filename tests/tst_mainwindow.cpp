@@ -1,6 +1,7 @@
 #include "burn/branneltab.h"
 #include "record/streamingtab.h"
 #include "shell/mainwindow.h"
+#include "shell/sessionend.h"
 #include "shell/startup.h"
 #include "tests/support/cleanstart.h"
 #include "tests/support/modal.h"
@@ -30,7 +31,7 @@ void answerLate(Answer answer)
     whenShown<QMessageBox>([answer](QMessageBox& box) { QTimer::singleShot(20, &box, answer); });
 }
 
-using Recordings = Table<QString, QString>;
+using Recordings = Table<QString, QString, bool>;
 
 } // namespace
 
@@ -43,6 +44,7 @@ private slots:
     {
         CleanTest::init();
         m_window.emplace();
+        m_session.emplace(*m_window);
         m_window->show();
         m_burn = m_window->findChild<TOVABrannelTab*>();
         m_record = m_window->findChild<TOVAStreamingTab*>();
@@ -106,23 +108,35 @@ private slots:
     void closingEndsARecording_data()
     {
         const Recordings recording;
-        recording.row("on the fly", "In the file on the fly", "a.prf");
-        recording.row("hardware", "HW Circular buffer", "a.prf");
-        recording.row("ring", "SW Circular buffer", "a.prf");
-        recording.row("ring, and the user is still asked for a file", "SW Circular buffer", ".");
+        for (const bool byQuit : {false, true}) {
+            const QString how = byQuit ? ": the session ends" : ": the window is closed";
+            recording.row("on the fly" + how, "In the file on the fly", "a.prf", byQuit);
+            recording.row("hardware" + how, "HW Circular buffer", "a.prf", byQuit);
+            recording.row("ring" + how, "SW Circular buffer", "a.prf", byQuit);
+            recording.row("ring, with questions" + how, "SW Circular buffer", ".", byQuit);
+        }
     }
     void closingEndsARecording()
     {
-        const auto [mode, file] = Recordings::fetch();
+        const auto [mode, file, byQuit] = Recordings::fetch();
         withText<QGroupBox>(*m_record, mode)->setChecked(true);
         m_record->findChild<QComboBox*>()->setEditText(file);
-        const auto close = [&] {
-            m_window->close();
+        const auto end = [this, quits = byQuit] {
+            if (quits) {
+                QEvent quit(QEvent::Quit);
+                QApplication::sendEvent(qApp, &quit);
+            } else {
+                m_window->close();
+            }
+        };
+        const auto close = [end] {
+            end();
             QApplication::processEvents();
         };
         board.reads = {{"one"}, {"two", BRAN_SUCCESS, 0, close}, {"three"}};
         if (file == ".") {
-            answerLate([&] {
+            answerLate([end] {
+                end();
                 chooseInDialog(QDir::currentPath() + "/a.prf");
                 answerBox("Chose again");
             });
@@ -134,6 +148,7 @@ private slots:
 
 private:
     std::optional<TOVAMainWindow> m_window;
+    std::optional<SessionEnd> m_session;
     TOVABrannelTab* m_burn = nullptr;
     TOVAStreamingTab* m_record = nullptr;
 };

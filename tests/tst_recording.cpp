@@ -4,6 +4,8 @@
 #include "tests/support/recordpage.h"
 #include "tests/support/table.h"
 
+#include <sys/stat.h>
+
 using Read = ScriptedBoard::Read;
 
 namespace
@@ -68,10 +70,14 @@ private slots:
             answerBox();
             click(page.startStop);
         }
+        QCOMPARE(mkfifo("pipe", S_IRWXU), 0);
+        page.file->setEditText("pipe");
+        answerBox();
+        click(page.startStop);
         const QString box =
             "Tovalink: Cannot open file for writing. File may be in read-only mode, "
             "or it is already opened by another application";
-        QCOMPARE(board.journal, QStringList({box + " | " + idle, box}));
+        QCOMPARE(board.journal, QStringList({box + " | " + idle, box, box}));
         QCOMPARE(page.state(), idle);
         QCOMPARE(page.file->count(), 0);
     }

@@ -111,6 +111,18 @@ private slots:
         }
     }
 
+    void impossibleReadIsToldInABrutalStopToo()
+    {
+        for (const QString& mode : {onTheFly, hardware, ring}) {
+            const RecordPage page(mode);
+            board.journal.clear();
+            answerBox();
+            page.record({{"", BRAN_SUCCESS, 0, [&page] { page.tab->brutalStop(); }, 32769}});
+            QCOMPARE(board.journal.filter("reported 32769 bytes").size(), 1);
+            QVERIFY(page.status->text().endsWith("(Stopped on error!)"));
+        }
+    }
+
     void failureOnClosingIsTold()
     {
         for (const QString& mode : {onTheFly, hardware}) {
@@ -134,6 +146,8 @@ private slots:
         text.row("none", QByteArray(), noReason);
         text.row("empty", "", noReason);
         text.row("Latin-1", "\xFC\x80<b>", QString::fromLatin1("\xFC\x80<b>"));
+        text.row("200 lines", QByteArray("x\n").repeated(200),
+                 QString("x\n").repeated(20).chopped(1) + "...");
         text.row("1 MB", QByteArray(1 << 20, 'x'), QString(1000, 'x') + "...");
     }
     void anyErrorTextCanBeShown()

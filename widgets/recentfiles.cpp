@@ -6,6 +6,7 @@
 #include <QCompleter>
 #include <QFileInfo>
 #include <QLineEdit>
+#include <QPushButton>
 #include <QStringList>
 
 namespace
@@ -28,7 +29,7 @@ QComboBox* createRecentFilesCombo(const QString& name, QWidget* parent)
     auto* combo = new QComboBox(parent);
     combo->setObjectName(QStringLiteral("editable combobox"));
     combo->setEditable(true);
-    nameUnseen(*combo, name);
+    nameUnseen(*combo, QStringLiteral("Path of the ") + name);
     // A long path in the list must not make the window wider than the screen.
     combo->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     combo->setMinimumContentsLength(40);
@@ -38,6 +39,16 @@ QComboBox* createRecentFilesCombo(const QString& name, QWidget* parent)
     combo->completer()->setCompletionMode(QCompleter::PopupCompletion);
     combo->completer()->setCaseSensitivity(Qt::CaseSensitive);
     return combo;
+}
+
+QPushButton* createBrowseButton(const QString& name, QWidget* parent)
+{
+    constexpr int width = 30;
+    auto* button = new QPushButton(QStringLiteral("..."), parent);
+    button->setFixedWidth(width);
+    button->setToolTip(QStringLiteral("Opens a dialog in which the file is chosen."));
+    button->setAccessibleName(QStringLiteral("Browse for the ") + name);
+    return button;
 }
 
 void refillRecentFiles(QComboBox& combo, const QStringList& files)

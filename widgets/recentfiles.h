@@ -3,12 +3,16 @@
 #include <QStringList>
 
 class QComboBox;
+class QPushButton;
 class QWidget;
 
 /// Creates an editable combo box for a path, owned by `parent`: its edit text is the path in use,
 /// its list the recent files. It completes from the list in a popup and never changes what is
-/// typed. `name` is what a screen reader calls it; nothing of it is seen.
+/// typed. `name` is the kind of file, for a screen reader; nothing of it is seen.
 QComboBox* createRecentFilesCombo(const QString& name, QWidget* parent);
+
+/// Creates the "..." button beside it, owned by `parent`; `name` is the kind of file.
+QPushButton* createBrowseButton(const QString& name, QWidget* parent);
 
 /// Replaces the list and keeps the edit text.
 void refillRecentFiles(QComboBox& combo, const QStringList& files);

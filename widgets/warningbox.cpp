@@ -2,9 +2,10 @@
 
 #include <QMessageBox>
 
-void showWarning(QWidget* parent, const QString& title, const QString& text)
+void showWarning(QWidget* parent, const QString& text)
 {
-    QMessageBox box(QMessageBox::Warning, title, text, QMessageBox::Ok, parent);
+    QMessageBox box(QMessageBox::Warning, QStringLiteral("Tovalink"), text, QMessageBox::Ok,
+                    parent);
     box.setTextFormat(Qt::PlainText);
     box.exec();
 }

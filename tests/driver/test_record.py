@@ -6,6 +6,7 @@
 Prints a line for each case; exit code 0 means that all of them went as they should.
 """
 import os
+import resource
 import sys
 
 from driver import content, expect, run_tests
@@ -39,6 +40,16 @@ def read_fails(page):
     line = page.wait_status(r"Recorded \d+ bytes\. \(Stopped on error!\)")
     check_record(CHECKER, FILE)
     expect("size", len(content(FILE)) - 8, int(line.split()[1]))
+
+
+def beyond_a_limit_on_files(page):
+    resource.prlimit(page.program.process.pid, resource.RLIMIT_FSIZE, (100000, 100000))
+    page.choose(ON_THE_FLY, FILE)
+    page.click()
+    expect("box", page.program.answer_box("OK"),
+           f"Tovalink: Cannot write {FILE}: File too large. The first 99992 bytes of the recording "
+           "are in the file.")
+    page.wait_status(r"Recorded 99992 bytes\. \(Stopped on error!\)")
 
 
 def stopped_before_the_trigger(page):
@@ -89,6 +100,7 @@ def protected_from_double_clicks(page):
 CASES = {
     refused: "fail=start:" + UNPLUGGED,
     read_fails: "failbytes=50,fail=read@100:" + UNPLUGGED,
+    beyond_a_limit_on_files: "",
     stopped_before_the_trigger: "trigger=3600000",
     trigger_takes_the_stop_away: "trigger=2000,rate=400K",
     brutally_stopped: "stop=ignored",

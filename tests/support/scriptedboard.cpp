@@ -30,7 +30,9 @@ BRAN_FLASH_IMAGE_T* BRAN_CreateFlashImage(unsigned int imageSize, unsigned int b
 {
     board.note(QString::asprintf("create %x at %x full %d extra %d", imageSize, baseAddress,
                                  int(fullImage), int(extraFlag)));
-    return new BRAN_FLASH_IMAGE_T{baseAddress, baseAddress, imageSize, 0, nullptr, 0, false};
+    return board.failing == "create"
+               ? nullptr
+               : new BRAN_FLASH_IMAGE_T{baseAddress, baseAddress, imageSize, 0, nullptr, 0, false};
 }
 
 BRAN_ERR_T BRAN_FillFlashImage(const char* fileName, BRAN_FLASH_IMAGE_T* image,
@@ -38,7 +40,7 @@ BRAN_ERR_T BRAN_FillFlashImage(const char* fileName, BRAN_FLASH_IMAGE_T* image,
 {
     const QString file = QString::fromLocal8Bit(fileName);
     const BRAN_ERR_T result = called(file, "fill " + file);
-    if (result == BRAN_SUCCESS && board.onFill) {
+    if (result == BRAN_SUCCESS && image != nullptr && board.onFill) {
         board.onFill(file, *image);
     }
     return result;

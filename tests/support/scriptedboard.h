@@ -22,7 +22,8 @@ struct ScriptedBoard {
     std::function<QString()> state;
     QString noted;
 
-    /// The operation that fails: "version", "download", "start" or the name of a file to fill in.
+    /// The operation that fails: "version", "create", "download", "start" or the name of a file to
+    /// fill in.
     QString failing;
     static constexpr auto failure = BRAN_ERR_T(77);
     QByteArray failureText = "it is <b>damaged";
