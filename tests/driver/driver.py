@@ -33,41 +33,9 @@ import time
 from gi.repository import Gio, GLib
 
 from desktop import Desktop, DriverError, die_with_parent, stop, wait_for
+from widget import ACCESSIBLE, PROPERTIES, Widget, is_beside, is_inside
 
-ACCESSIBLE = "org.a11y.atspi.Accessible"
 ROOT = "/org/a11y/atspi/accessible/root"
-PROPERTIES = "org.freedesktop.DBus.Properties"
-STATES = {"checked": 4, "enabled": 8, "focusable": 11, "focused": 12, "showing": 25}
-
-
-class Widget:
-    """A control as it was seen."""
-
-    def __init__(self, name_on_bus, path, parent):
-        self.owner, self.path, self.parent, self.children = name_on_bus, path, parent, []
-        self.role, self.name, self.states, self.rect = "", "", frozenset(), (0, 0, 0, 0)
-        self.child_ids = []
-
-    def questions(self):
-        ask = (self.owner, self.path)
-        return [(*ask, PROPERTIES, "Get", GLib.Variant("(ss)", (ACCESSIBLE, "Name"))),
-                (*ask, ACCESSIBLE, "GetRoleName", None), (*ask, ACCESSIBLE, "GetState", None),
-                (*ask, "org.a11y.atspi.Component", "GetExtents", GLib.Variant("(u)", (0,))),
-                (*ask, ACCESSIBLE, "GetChildren", None)]
-
-    def understand(self, answers):
-        self.name, self.role, words, self.rect, self.child_ids = answers
-        bits = words[0] | words[1] << 32
-        self.states = frozenset(s for s, bit in STATES.items() if bits >> bit & 1)
-
-    def walk(self):
-        yield self
-        for child in self.children:
-            yield from child.walk()
-
-    def __repr__(self):
-        grey = "" if "enabled" in self.states else " (grey)"
-        return f"{self.role} {self.name!r}{grey}"
 
 
 def with_simulator(desktop, program_path):
@@ -229,11 +197,14 @@ class Program:
                                      str(pid)).split())
 
     def click(self, widget):
-        """Presses the mouse in the middle of the control, once that stays where it is."""
+        """Presses the mouse in the middle of the control, once that stays where it is in a window
+        that has the keyboard: a click that comes before gives it to nobody."""
+        window = widget.window()
+
         def settled():
-            before = self.refresh(widget).rect
+            before = self.refresh(window, widget).rect
             return before[2] > 0 and before == self.refresh(widget).rect \
-                and "enabled" in widget.states
+                and "enabled" in widget.states and "active" in window.states
         self.wait_for(settled, 20, f"{widget!r} to be usable and at rest")
         x, y, width, height = widget.rect
         if widget.role == "check box" and widget.children:
@@ -311,20 +282,6 @@ class Program:
         except subprocess.TimeoutExpired:
             raise DriverError(f"waited {timeout} s for the end of the program; saw instead: "
                               f"{self.describe()}") from None
-
-
-def is_inside(widget, container):
-    wanted, parent = getattr(container, "path", container), widget.parent
-    while parent:
-        if parent.role != "combo box" and wanted in (parent.path, parent.name):
-            return True
-        parent = parent.parent
-    return False
-
-
-def is_beside(widget, other):
-    (x, y, _, height), (ox, oy, width, oheight) = widget.rect, other.rect
-    return x >= ox + width and y < oy + oheight and oy < y + height
 
 
 def run_tests(script):

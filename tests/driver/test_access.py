@@ -14,8 +14,9 @@ import tempfile
 
 from gi.repository import GLib
 
-from driver import ACCESSIBLE, PROPERTIES, Desktop, DriverError, is_beside
+from driver import Desktop, DriverError
 from recordpage import RecordPage
+from widget import ACCESSIBLE, PROPERTIES, is_beside
 
 LABEL_FOR, LABELLED_BY = 1, 2
 TAB_BAR = "page tab list"
