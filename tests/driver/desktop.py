@@ -83,9 +83,10 @@ class Desktop:
         # Qt 5.15 asks the bus launcher for the address too late when accessibility is forced on,
         # and then stays silent for good. The address on the root window it reads at once.
         self.tool("xprop", "-root", "-format", "AT_SPI_BUS", "8s", "-set", "AT_SPI_BUS", address)
-        self._start(["openbox", "--sm-disable", "--config-file", "/etc/xdg/openbox/rc.xml"])
-        wait_for(lambda: "window id" in self.tool("xprop", "-root", "_NET_SUPPORTING_WM_CHECK"),
-                 20, "the window manager")
+        # It announces itself before it is ready, and never shows a window that comes in between.
+        self._start(["openbox", "--sm-disable", "--config-file", "/etc/xdg/openbox/rc.xml",
+                     "--startup", "xprop -root -format READY 8s -set READY yes"])
+        wait_for(lambda: "yes" in self.tool("xprop", "-root", "READY"), 20, "the window manager")
 
     def _start(self, command, **options):
         self.processes.append(subprocess.Popen(
