@@ -1,7 +1,8 @@
 # What every target of the project has in common.
 
 add_library(tovalink_options INTERFACE)
-target_include_directories(tovalink_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_include_directories(tovalink_options INTERFACE
+    ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR})
 target_compile_options(tovalink_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow)
 if(TOVALINK_WERROR)
     target_compile_options(tovalink_options INTERFACE -Werror)

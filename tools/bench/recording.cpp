@@ -1,5 +1,5 @@
-#include "bench/fastboard.h"
-#include "bench/table.h"
+#include "tools/bench/fastboard.h"
+#include "tools/bench/table.h"
 #include "board/branlib.h"
 #include "config/configuration.h"
 #include "record/streamingtab.h"

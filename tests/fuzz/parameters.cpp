@@ -2,7 +2,7 @@
 
 #include "simulator/parameters.h"
 
-#include "fuzz/require.h"
+#include "tests/fuzz/require.h"
 
 #include <algorithm>
 #include <stdexcept>

@@ -1,6 +1,6 @@
 #include "burn/burnprogress.h"
 
-#include "bench/table.h"
+#include "tools/bench/table.h"
 
 #include <QCoreApplication>
 #include <QEvent>

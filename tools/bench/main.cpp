@@ -1,7 +1,7 @@
 // Measures the product's own code beside bare loops of the same copies and writes, and prints both
 // and their ratios. Nothing fails on time.
 
-#include "bench/table.h"
+#include "tools/bench/table.h"
 #include "shell/startup.h"
 
 #include <QApplication>

@@ -15,6 +15,7 @@ import sys
 import tempfile
 import time
 
+sys.path.insert(1, os.path.join(os.path.dirname(__file__), "../tests/driver"))
 from driver import Desktop, DriverError
 from recordpage import HARDWARE, ON_THE_FLY, SOFTWARE, RecordPage, check_record
 

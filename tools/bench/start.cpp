@@ -1,4 +1,4 @@
-#include "bench/table.h"
+#include "tools/bench/table.h"
 
 #include <array>
 #include <spawn.h>

@@ -3,7 +3,7 @@
 #include "config/configuration.h"
 
 #include "config/configurationreader.h"
-#include "fuzz/require.h"
+#include "tests/fuzz/require.h"
 
 #include <QSet>
 

@@ -1,6 +1,6 @@
-#include "bench/fastboard.h"
+#include "tools/bench/fastboard.h"
 
-#include "bench/allocations.h"
+#include "tools/bench/allocations.h"
 #include "board/branlib.h"
 
 #include <array>

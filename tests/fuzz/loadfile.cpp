@@ -1,6 +1,6 @@
 // Reads any bytes as a load file: it is refused with a reason, or its data fits into the limit.
 
-#include "fuzz/require.h"
+#include "tests/fuzz/require.h"
 #include "simulator/intelhex.h"
 
 #include <stdexcept>

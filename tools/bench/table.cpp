@@ -1,4 +1,4 @@
-#include "bench/table.h"
+#include "tools/bench/table.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "bench/allocations.h"
+#include "tools/bench/allocations.h"
 
 #include <cstddef>
 
