@@ -235,8 +235,8 @@ private slots:
                  "TOVAlink: Cannot open file for writing.\nFile may be in read-only mode, or it is "
                  "already opened by another application.\n");
         file.row("a full disk", "/dev/full",
-                 "TOVAlink: Cannot write /dev/full: No space left on device. The first 0 bytes of "
-                 "the recording are in the file.");
+                 "TOVAlink: Cannot write /dev/full: No space left on device. Nothing has been "
+                 "saved there; all of the recording is still in memory.");
     }
     void unsavedRingStaysInMemory()
     {

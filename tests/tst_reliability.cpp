@@ -1,4 +1,4 @@
-#include "board/errorreport.h"
+#include "board/errortext.h"
 #include "tests/support/cleanstart.h"
 #include "tests/support/modal.h"
 #include "tests/support/recordpage.h"
@@ -6,24 +6,19 @@
 
 #include <QProcess>
 
-#include <atomic>
 #include <cerrno>
 #include <dlfcn.h>
 
 using Store = TOVAConfiguration;
 
-/// As on a server's disk, where only closing a file tells that there was no room for it.
-static std::atomic<bool> closingFails = false;
+/// As on a server's disk, where only a synchronisation tells that there was no room for it.
+static bool syncFails = false;
 
-extern "C" int close(int descriptor)
+extern "C" int fdatasync(int descriptor)
 {
-    static const auto systems = reinterpret_cast<int (*)(int)>(dlsym(RTLD_NEXT, "close"));
-    const int result = systems(descriptor);
-    if (closingFails) {
-        errno = EDQUOT;
-        return -1;
-    }
-    return result;
+    static const auto systems = reinterpret_cast<int (*)(int)>(dlsym(RTLD_NEXT, "fdatasync"));
+    errno = EDQUOT;
+    return syncFails ? -1 : systems(descriptor);
 }
 
 namespace
@@ -123,14 +118,14 @@ private slots:
         }
     }
 
-    void failureOnClosingIsTold()
+    void lateFailureIsTold()
     {
         for (const QString& mode : {onTheFly, hardware}) {
             const RecordPage page(mode);
             board.journal.clear();
             answerBox();
-            page.record({{"trace", BRAN_RECORDING_FINISHED, 0, [] { closingFails = true; }}});
-            closingFails = false;
+            page.record({{"trace", BRAN_RECORDING_FINISHED, 0, [] { syncFails = true; }}});
+            syncFails = false;
             const QString box = "Tovalink: Cannot write a.prf to its end: Disk quota exceeded. Its "
                                 "last bytes may be missing.";
             QCOMPARE(board.journal.filter(box).size(), 1);

@@ -1,6 +1,6 @@
 #include "burn/branneltab.h"
 
-#include "board/errorreport.h"
+#include "board/errortext.h"
 #include "config/configuration.h"
 #include "widgets/recentfiles.h"
 
@@ -78,7 +78,7 @@ void TOVABrannelTab::rememberFolder(const QString& file, const FileKind& kind)
 
 void TOVABrannelTab::started()
 {
-    m_focus.watch(*this, [this] { setControlsEnabled(false); });
+    m_focus.disableAndRemember(*this, [this] { setControlsEnabled(false); });
     emit greyParentGUI();
 }
 

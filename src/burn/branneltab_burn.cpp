@@ -1,8 +1,9 @@
-#include "board/errorreport.h"
+#include "board/errortext.h"
 #include "board/flashimage.h"
 #include "burn/branneltab.h"
 #include "burn/burnprogress.h"
 #include "config/configuration.h"
+#include "widgets/waitingclicks.h"
 #include "widgets/warningbox.h"
 
 #include <QCheckBox>
@@ -38,8 +39,8 @@ QString summary(const BRAN_FLASH_IMAGE_T& image)
 void TOVABrannelTab::go()
 {
     // A shortcut clicks the button after a moment, when another key may have started a burn
-    // already.
-    if (!m_burnButton->isEnabled()) {
+    // already, or the window may be gone.
+    if (!m_burnButton->isEnabled() || isWindowClosed(*this)) {
         return;
     }
     // A window that is closed meanwhile must neither cut the burn short nor hide its error.
@@ -54,13 +55,14 @@ void TOVABrannelTab::go()
         return;
     }
     const std::optional<BRAN_ERR_T> result = buildAndDownload(lodPath, cfpPath);
+    dropWaitingClicks();
     if (result == BRAN_SUCCESS) {
         m_statusLabel->setText(QStringLiteral("Done."));
         return;
     }
     m_statusLabel->setText(QStringLiteral("Error."));
     if (result) {
-        reportBoardError(this, *result);
+        showWarning(this, boardErrorText(*result));
     }
 }
 
@@ -108,7 +110,8 @@ bool TOVABrannelTab::fill(BRAN_FLASH_IMAGE_T* image, const QString& path)
     const BRAN_ERR_T result =
         BRAN_FillFlashImage(path.toLocal8Bit().constData(), image, filledSize);
     if (result != BRAN_SUCCESS) {
-        reportBoardError(this, path, result);
+        dropWaitingClicks();
+        showWarning(this, path + QStringLiteral(" :\n") + boardErrorText(result));
     }
     return result == BRAN_SUCCESS;
 }

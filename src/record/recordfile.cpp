@@ -1,16 +1,102 @@
 #include "record/recordfile.h"
 
+#include <QFile>
+
+#include <cerrno>
 #include <cstring>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+#include <utility>
+
+namespace
+{
+
+constexpr mode_t readWriteForAll = 0666; // less what the user's umask takes away
+constexpr int pipeBytes = 1 << 20;
+constexpr int longestPauseMs = 2000;
+
+struct stat statusOf(int descriptor)
+{
+    struct stat status = {};
+    fstat(descriptor, &status);
+    return status;
+}
+
+/// Whether this program is the only one to write the file, as far as its file system can tell.
+bool lock(int descriptor)
+{
+    return flock(descriptor, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+}
+
+/// Whether the file is empty; what is no plain file has nothing to lose.
+bool truncate(int descriptor)
+{
+    return ftruncate(descriptor, 0) == 0 || !S_ISREG(statusOf(descriptor).st_mode);
+}
+
+/// Waits for the reader of a pipe that is full; false if it takes nothing for too long.
+bool waitForReader(int descriptor)
+{
+    pollfd writable = {descriptor, POLLOUT, 0};
+    int result = -1;
+    do {
+        result = poll(&writable, 1, longestPauseMs);
+    } while (result < 0 && errno == EINTR);
+    return result > 0;
+}
+
+/// Writes what the file takes, at least one byte; -1 if it takes none.
+ssize_t writeSome(int descriptor, const char* bytes, std::size_t count)
+{
+    while (true) {
+        const ssize_t written = ::write(descriptor, bytes, count);
+        const bool isPaused = written < 0 && errno == EAGAIN && waitForReader(descriptor);
+        if (!isPaused && (written >= 0 || errno != EINTR)) {
+            return written;
+        }
+    }
+}
+
+QString writeError()
+{
+    switch (errno) {
+    case EAGAIN:
+        return QStringLiteral("nobody has read from it for two seconds");
+    case EPIPE:
+        return QStringLiteral("its reader is gone");
+    default:
+        return qt_error_string(errno);
+    }
+}
+
+} // namespace
 
 bool RecordFile::open(const QString& name)
 {
-    struct stat about = {};
-    if (stat(QFile::encodeName(name).constData(), &about) == 0 && S_ISFIFO(about.st_mode)) {
+    close();
+    m_name = name;
+    // Not blocking, or a pipe without a reader would hold the window for ever. Appending, or
+    // somebody who empties the file in between would be hidden by a hole of the old length.
+    m_descriptor =
+        ::open(QFile::encodeName(name).constData(),
+               O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, readWriteForAll);
+    if (m_descriptor < 0) {
         return false;
     }
-    m_file.setFileName(name);
-    return m_file.open(QIODevice::WriteOnly | QIODevice::Unbuffered);
+    if (isatty(m_descriptor) != 0 || !lock(m_descriptor) || !truncate(m_descriptor)) {
+        close();
+        return false;
+    }
+    const struct stat status = statusOf(m_descriptor);
+    m_isPlainFile = S_ISREG(status.st_mode) && status.st_nlink > 0;
+    // A pipe that holds more lets its reader pause longer; for any other file the call does
+    // nothing.
+    fcntl(m_descriptor, F_SETPIPE_SZ, pipeBytes);
+    return true;
 }
 
 bool RecordFile::writeHeader(bool newExlFormat)
@@ -22,7 +108,8 @@ bool RecordFile::writeHeader(bool newExlFormat)
 
 bool RecordFile::write(const char* bytes, std::size_t count)
 {
-    if (m_buffered + count > m_buffer.size() && !flush()) {
+    if (m_buffered + count > m_buffer.size() &&
+        !writeThrough(m_buffer.data(), std::exchange(m_buffered, 0))) {
         return false;
     }
     if (count >= m_buffer.size()) {
@@ -30,53 +117,115 @@ bool RecordFile::write(const char* bytes, std::size_t count)
     }
     std::memcpy(m_buffer.data() + m_buffered, bytes, count);
     m_buffered += count;
-    return m_failure.isNull();
+    return m_failure == Failure::None;
 }
 
 bool RecordFile::flush()
 {
-    const std::size_t count = m_buffered;
-    m_buffered = 0;
-    return writeThrough(m_buffer.data(), count);
+    return writeThrough(m_buffer.data(), std::exchange(m_buffered, 0)) && isStillThere();
 }
 
-bool RecordFile::close()
+bool RecordFile::sync()
 {
-    flush();
-    m_file.close();
-    if (m_failure.isNull() && m_file.error() != QFileDevice::NoError) {
-        m_failure = m_file.errorString();
-        m_failedLate = true;
+    if (!flush()) {
+        return false;
     }
-    return m_failure.isNull();
+    // Two errors are of files that have no disk, such as pipes.
+    if (fdatasync(m_descriptor) == 0 || errno == EINVAL || errno == EROFS) {
+        return true;
+    }
+    return fail(Failure::Sync, qt_error_string(errno));
+}
+
+void RecordFile::empty()
+{
+    static_cast<void>(truncate(m_descriptor));
+    m_written = 0;
+}
+
+void RecordFile::close()
+{
+    if (m_descriptor >= 0) {
+        ::close(std::exchange(m_descriptor, -1));
+    }
+}
+
+qint64 RecordFile::traceBytes() const
+{
+    return m_failure == Failure::TakenAway ? 0 : std::max<qint64>(m_written - headerSize, 0);
+}
+
+qint64 RecordFile::freeBytes() const
+{
+    struct statvfs disk = {};
+    if (!m_isPlainFile || fstatvfs(m_descriptor, &disk) != 0) {
+        return -1;
+    }
+    return qint64(disk.f_bavail) * qint64(disk.f_frsize);
+}
+
+QString RecordFile::failure() const
+{
+    if (m_failure == Failure::None) {
+        return {};
+    }
+    const QString format = m_failure == Failure::Sync
+                               ? QStringLiteral("Cannot write %1 to its end: %2.")
+                               : QStringLiteral("Cannot write %1: %2.");
+    return format.arg(m_name, m_reason);
 }
 
 QString RecordFile::failureText() const
 {
-    if (m_failedLate) {
-        return QStringLiteral("Cannot write %1 to its end: %2. Its last bytes may be missing.")
-            .arg(m_file.fileName(), m_failure);
+    return m_failure == Failure::None ? QString() : failure() + QLatin1Char(' ') + whatIsLeft();
+}
+
+QString RecordFile::whatIsLeft() const
+{
+    switch (m_failure) {
+    case Failure::TakenAway:
+        return QStringLiteral("That file does not hold the recording.");
+    case Failure::Sync:
+        return QStringLiteral("Its last bytes may be missing.");
+    default:
+        return QStringLiteral("The first %1 bytes of the recording are in the file.")
+            .arg(traceBytes());
     }
-    return QStringLiteral(
-               "Cannot write %1: %2. The first %3 bytes of the recording are in the file.")
-        .arg(m_file.fileName(), m_failure, QString::number(traceBytes()));
 }
 
 bool RecordFile::writeThrough(const char* bytes, std::size_t count)
 {
-    if (!m_failure.isNull()) {
-        return false;
-    }
-    while (count > 0) {
+    while (m_failure == Failure::None && count > 0) {
         // A disk that fills up takes a part and gives no reason; only the next try tells it.
-        const qint64 written = m_file.write(bytes, static_cast<qint64>(count));
+        const ssize_t written = writeSome(m_descriptor, bytes, count);
         if (written <= 0) {
-            m_failure = m_file.errorString();
-            return false;
+            return fail(Failure::Write, writeError());
         }
         m_written += written;
         bytes += written;
         count -= static_cast<std::size_t>(written);
     }
-    return true;
+    return m_failure == Failure::None;
+}
+
+/// Only the open file is looked at: one that was renamed still has every byte, and a look at its
+/// name could raise a false alarm on an odd file system.
+bool RecordFile::isStillThere()
+{
+    if (!m_isPlainFile) {
+        return true;
+    }
+    const struct stat status = statusOf(m_descriptor);
+    if (status.st_nlink == 0) {
+        return fail(Failure::TakenAway, QStringLiteral("somebody has deleted or replaced it"));
+    }
+    return status.st_size == m_written ||
+           fail(Failure::TakenAway, QStringLiteral("another program has changed its length"));
+}
+
+bool RecordFile::fail(Failure failure, const QString& reason)
+{
+    m_failure = failure;
+    m_reason = reason;
+    return false;
 }

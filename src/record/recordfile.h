@@ -1,42 +1,64 @@
 #pragma once
 
-#include <QFile>
+#include <QString>
 
 #include <algorithm>
 #include <array>
 
-/// A record file that is being written: its header, then trace bytes. After a write that failed
-/// nothing more is written, so that the file stays a clean beginning of the recording.
+/// A record file that is being written: its header, then trace bytes. After a failure nothing more
+/// is written, so that the file stays a clean beginning of the recording.
 class RecordFile
 {
 public:
-    /// Creates the file, or empties an existing one; a pipe is refused, since opening it would wait
-    /// for its reader.
+    RecordFile() = default;
+    ~RecordFile() { close(); }
+    RecordFile(const RecordFile&) = delete;
+    RecordFile& operator=(const RecordFile&) = delete;
+
+    /// Creates the file, or empties an existing one. False, with an existing file untouched, if it
+    /// cannot be written, another program records into it, or writing could block for ever.
     bool open(const QString& name);
 
     /// Each of these is false from the first failure on.
     bool writeHeader(bool newExlFormat);
     bool write(const char* bytes, std::size_t count);
-    /// Hands over to the system what is still kept back, so that a killed program loses none of it.
+    /// Hands over to the system what is still kept back, so that a killed program loses none of it,
+    /// and sees that nobody has taken the file away.
     bool flush();
-    bool close();
+    /// The same, and waits until all of it is on the disk, so that a power cut loses none of it.
+    bool sync();
+
+    /// Takes everything out again, so that a file that failed leaves room for the next one.
+    void empty();
+    void close();
 
     /// The trace bytes that are in the file.
-    qint64 traceBytes() const { return std::max<qint64>(m_written - headerSize, 0); }
+    qint64 traceBytes() const;
+    /// The bytes that its disk still has room for; -1 for what is no plain file.
+    qint64 freeBytes() const;
 
-    /// What happened to which file and why; after a failure.
+    /// What happened to which file and why; empty if nothing has.
+    QString failure() const;
+    /// The same, followed by what that has left of the recording in the file.
     QString failureText() const;
 
 private:
+    enum class Failure { None, Write, Sync, TakenAway };
+
     static constexpr qint64 headerSize = 8;
 
     bool writeThrough(const char* bytes, std::size_t count);
+    bool isStillThere();
+    QString whatIsLeft() const;
+    bool fail(Failure failure, const QString& reason);
 
-    /// Unbuffered: the class's own buffer knows how much of it has been written when that fails.
-    QFile m_file;
+    QString m_name;
+    int m_descriptor = -1;
+    bool m_isPlainFile = false;
+    /// A disk is faster with large writes, and the board's buffer arrives in small reads.
     std::array<char, 32768> m_buffer = {};
     std::size_t m_buffered = 0;
     qint64 m_written = 0;
-    QString m_failure;
-    bool m_failedLate = false; ///< only when it was closed
+    Failure m_failure = Failure::None;
+    QString m_reason;
 };

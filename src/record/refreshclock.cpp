@@ -1,13 +1,11 @@
 #include "record/refreshclock.h"
 
-#include <ctime>
-
-qint64 steadyMilliseconds()
+std::chrono::nanoseconds steadyTime()
 {
-    // It is asked after each read; the precise clock takes as long as copying a kilobyte.
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-    constexpr qint64 perSecond = 1000;
-    constexpr qint64 nanoseconds = 1000000;
-    return now.tv_sec * perSecond + now.tv_nsec / nanoseconds;
+    return std::chrono::steady_clock::now().time_since_epoch();
+}
+
+qint64 RefreshClock::elapsed() const
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(m_clock() - m_start).count();
 }

@@ -2,26 +2,28 @@
 
 #include <QtGlobal>
 
-/// Gives milliseconds that never go back.
-using MillisecondClock = qint64 (*)();
+#include <chrono>
 
-/// The clock of every day; it may lag a few milliseconds behind.
-qint64 steadyMilliseconds();
+/// Gives the time since some fixed moment; never goes back.
+using SteadyClock = std::chrono::nanoseconds (*)();
+
+/// The system's monotonic clock, exact to less than a microsecond.
+std::chrono::nanoseconds steadyTime();
 
 /// Tells a recording loop when its status is due, and the time since it was shown last.
 class RefreshClock
 {
 public:
-    explicit RefreshClock(MillisecondClock clock) : m_clock(clock), m_start(clock()) {}
+    explicit RefreshClock(SteadyClock clock) : m_clock(clock), m_start(clock()) {}
 
-    /// Milliseconds since the last restart.
-    qint64 elapsed() const { return m_clock() - m_start; }
+    /// Whole milliseconds since the last restart.
+    qint64 elapsed() const;
     bool isDue() const { return elapsed() > statusPeriodMs; }
     void restart() { m_start = m_clock(); }
 
 private:
     static constexpr qint64 statusPeriodMs = 200;
 
-    MillisecondClock m_clock;
-    qint64 m_start;
+    SteadyClock m_clock;
+    std::chrono::nanoseconds m_start;
 };

@@ -5,29 +5,23 @@
 #include "widgets/warningbox.h"
 
 #include <QComboBox>
-#include <QCoreApplication>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QMessageBox>
-#include <QPushButton>
 #include <QSignalBlocker>
-#include <QTimer>
 
 #include <cstdlib>
 
 namespace
 {
 
-constexpr int doubleClickProtectionMs = 1000;
-
 bool userReplaces(QWidget* parent, const QString& file)
 {
     QMessageBox box(QMessageBox::Warning, QStringLiteral("Tovalink"),
                     QStringLiteral("%1 already exists.\nDo you want to replace it?").arg(file),
                     QMessageBox::Yes | QMessageBox::No, parent);
-    box.setTextFormat(Qt::PlainText);
     box.setDefaultButton(QMessageBox::No);
-    return box.exec() == QMessageBox::Yes;
+    return showBox(box) == QMessageBox::Yes;
 }
 
 /// Asks for a record file to write; empty if the user cancels. The dialog's own question about an
@@ -117,61 +111,4 @@ void TOVAStreamingTab::updateComboBoxFromConfig()
 QString TOVAStreamingTab::recordFileName() const
 {
     return m_recFileCombo->currentText();
-}
-
-void TOVAStreamingTab::started()
-{
-    m_recording = true;
-    m_startStopButton->setText(QStringLiteral("Stop!"));
-    setOptionsEnabled(false);
-    emit greyParentGUI();
-    if (TOVAConfiguration::m_isDoubleClickedProtected) {
-        setStartStopEnabled(false);
-        m_reenableTimer->start(doubleClickProtectionMs);
-    }
-}
-
-void TOVAStreamingTab::reenableButton()
-{
-    // Where a read has blocked, the second click of a double click may still be waiting.
-    QCoreApplication::processEvents();
-    setStartStopEnabled(true);
-}
-
-void TOVAStreamingTab::stopped()
-{
-    // A click that was meant for "Stop!" may still be waiting, or the button be held down. As
-    // "Start!" it would overwrite what has just been recorded.
-    m_reenableTimer->stop();
-    setStartStopEnabled(false);
-    QCoreApplication::processEvents();
-    m_recording = false;
-    m_endOfLast = m_clock();
-    m_startStopButton->setText(QStringLiteral("Start!"));
-    setStartStopEnabled(true);
-    endStopControl();
-    setOptionsEnabled(true);
-    emit ungreyParentGUI();
-}
-
-void TOVAStreamingTab::setOptionsEnabled(bool enabled)
-{
-    for (QGroupBox* group :
-         std::initializer_list<QGroupBox*>{m_filterGroup, m_recFileGroup, m_pxtsTriggerGroup,
-                                           m_exlTriggerGroup, m_recordingModeGroup}) {
-        group->setEnabled(enabled);
-    }
-}
-
-void TOVAStreamingTab::setStartStopEnabled(bool enabled)
-{
-    if (enabled == m_startStopButton->isEnabled()) {
-        return;
-    }
-    if (enabled) {
-        m_startStopButton->setEnabled(true);
-        m_focus.giveBack();
-    } else {
-        m_focus.watch(*this, [this] { m_startStopButton->setEnabled(false); });
-    }
 }

@@ -6,7 +6,6 @@
 #include "widgets/focuskeeper.h"
 
 #include <array>
-#include <optional>
 
 class QCheckBox;
 class QComboBox;
@@ -14,6 +13,7 @@ class QLabel;
 class QLineEdit;
 class QPushButton;
 class QTimer;
+class DoubleClickGuard;
 class RecordFile;
 
 /// The page "Record": sets up the board's trace capture and records the trace into a file. A
@@ -25,7 +25,7 @@ class TOVAStreamingTab : public Q3VBox
 
 public:
     /// `clock` times the refreshes of the status line.
-    explicit TOVAStreamingTab(QWidget* parent, MillisecondClock clock = steadyMilliseconds);
+    explicit TOVAStreamingTab(QWidget* parent, SteadyClock clock = steadyTime);
     ~TOVAStreamingTab() override;
     TOVAStreamingTab(const TOVAStreamingTab&) = delete;
     TOVAStreamingTab& operator=(const TOVAStreamingTab&) = delete;
@@ -57,6 +57,21 @@ protected slots:
 private:
     struct Ring;
 
+    /// What the board does with a recording, as far as the library has told.
+    enum class Board {
+        Idle,        ///< nothing, and the page is not in its recording state
+        Recording,   ///< records, and may be asked to stop
+        AskedToStop, ///< records on until the library answers
+        Ended,       ///< nothing more: what was read is being saved, or a failure told
+    };
+
+    /// What a read means to a recording loop.
+    enum class Outcome {
+        GoesOn,
+        Over,   ///< with the last bytes
+        Failed, ///< without bytes; m_readFailure tells why
+    };
+
     static constexpr unsigned int readSize = 32768;
 
     void createRecFileGroup();
@@ -81,29 +96,32 @@ private:
     void circularBufferRoutine();
     void bufferModeRoutine();
 
-    bool hasRecordFileName();
+    bool requireRecordFileName();
     bool beginRecordingTo(RecordFile& file);
     bool startRecording();
-    BRAN_ERR_T readTrace(char* buffer, unsigned int size, unsigned int& bytesRead);
-    bool isOver(BRAN_ERR_T result) const;
-    void reportReadFailure(BRAN_ERR_T result);
-    void stopAfterFailedWrite(RecordFile& file);
-    void closeRecordFile(RecordFile& file);
+    Outcome readTrace(char* buffer, unsigned int size, unsigned int& bytesRead);
     void endStartedRecording();
+    void stopAfterFailedWrite(RecordFile& file);
+    void reportFailures(const QStringList& failures);
+    void rememberRecordFile();
+    QString howItStopped() const;
+    void showRecorded(qint64 bytes, const QString& end);
+    void showRoomOnDisk(const RecordFile& file, float rate);
+
     void requestStop();
     void waitForStop();
     void endStopControl();
-    bool isDoubleClickOnStop() const;
-    void rememberRecordFile();
-    QString stopWord() const;
-    void showRecorded(qint64 bytes, const QString& end);
-    void showTriggered(std::uint32_t totalBytes);
+    void takeStopAway();
+    void letUserStopAgain();
+    void settleEnd();
+    void dropClicksOnStop();
 
     std::uint32_t ringSizeFromUser();
-    bool provideRing(std::uint32_t size);
+    bool allocateRing(std::uint32_t size);
     void saveRing(const Ring& ring);
-    QString writeRing(const Ring& ring);
-    bool wantsToChoseAgain(const QString& problem);
+    bool writeRing(const Ring& ring, RecordFile& file);
+    QString trySavingRing(const Ring& ring);
+    bool askForAnotherFile(const QString& problem);
 
     QComboBox* m_recFileCombo = nullptr;
     QLabel* m_statusLabel = nullptr;
@@ -136,19 +154,14 @@ private:
     bool m_recording = false;
     int m_countDown = 0;
 
-    MillisecondClock m_clock;
+    SteadyClock m_clock;
+    DoubleClickGuard* m_doubleClickGuard = nullptr;
     /// Ends the double-click protection. Its own timer, so that none is left over from a recording
     /// that has ended, or from before the hardware trigger, to enable the button when it must not
     /// be.
     QTimer* m_reenableTimer = nullptr;
-    /// True while a loop runs. m_recording is not: the hardware trigger clears it early.
-    bool m_inLoop = false;
-    /// True from a successful start until the library, or a brutal stop, has ended the recording.
-    bool m_libraryRuns = false;
-    bool m_stopRequested = false;
-    /// What the library claimed to have read when that was more than it was asked for, else 0.
-    unsigned int m_impossibleRead = 0;
+    /// m_recording does not tell it: the hardware trigger clears that early.
+    Board m_board = Board::Idle;
+    QString m_readFailure;
     FocusKeeper m_focus;
-    /// When the last recording ended, by the clock.
-    std::optional<qint64> m_endOfLast;
 };

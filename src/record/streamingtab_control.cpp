@@ -1,15 +1,17 @@
 #include "config/configuration.h"
+#include "record/doubleclickguard.h"
 #include "record/streamingtab.h"
+#include "widgets/waitingclicks.h"
 
-#include <QApplication>
 #include <QEventLoopLocker>
+#include <QLabel>
 #include <QPushButton>
-#include <QScopedValueRollback>
 #include <QTimer>
 
 namespace
 {
 
+constexpr int doubleClickProtectionMs = 1000;
 constexpr int stopTimeoutMs = 5000;
 constexpr int countDownStepMs = 1000;
 constexpr int countDownSteps = 5;
@@ -24,15 +26,15 @@ QString countDownText(int seconds)
 void TOVAStreamingTab::go()
 {
     if (m_recording) {
-        if (m_libraryRuns && !m_stopRequested) {
+        if (m_board == Board::Recording) {
             requestStop();
         }
         return;
     }
-    if (m_inLoop || isDoubleClickOnStop()) {
+    // The hardware trigger has fired, or the click had to wait until the window was gone.
+    if (m_board != Board::Idle || isWindowClosed(*this)) {
         return;
     }
-    const QScopedValueRollback<bool> inLoop(m_inLoop, true);
     // A window that is closed meanwhile must not hide the questions that saving may ask.
     const QEventLoopLocker untilSaved;
     m_brutalStop = false;
@@ -45,17 +47,49 @@ void TOVAStreamingTab::go()
     }
 }
 
+void TOVAStreamingTab::started()
+{
+    m_recording = true;
+    m_board = Board::Recording;
+    m_startStopButton->setText(QStringLiteral("Stop!"));
+    setOptionsEnabled(false);
+    emit greyParentGUI();
+    m_doubleClickGuard->setOn(TOVAConfiguration::m_isDoubleClickedProtected);
+    if (TOVAConfiguration::m_isDoubleClickedProtected) {
+        setStartStopEnabled(false);
+        m_reenableTimer->start(doubleClickProtectionMs);
+    }
+}
+
+void TOVAStreamingTab::reenableButton()
+{
+    setStartStopEnabled(true);
+}
+
+void TOVAStreamingTab::stopped()
+{
+    m_recording = false;
+    m_board = Board::Idle;
+    m_startStopButton->setText(QStringLiteral("Start!"));
+    m_reenableTimer->stop();
+    setStartStopEnabled(true);
+    endStopControl();
+    m_statusLabel->setToolTip(QString());
+    setOptionsEnabled(true);
+    emit ungreyParentGUI();
+}
+
 void TOVAStreamingTab::requestStop()
 {
-    m_stopRequested = true;
+    m_board = Board::AskedToStop;
     BRAN_StopRecordingRequest(m_recordContext);
     waitForStop();
 }
 
 void TOVAStreamingTab::waitForStop()
 {
-    m_reenableTimer->stop();
     m_stopTimer->start(stopTimeoutMs);
+    m_reenableTimer->stop();
     setStartStopEnabled(false);
 }
 
@@ -70,12 +104,39 @@ void TOVAStreamingTab::endStopControl()
     m_brutalStopButton->hide();
 }
 
-/// Whether a click on "Start!" is the second one of a double click on "Stop!", or one that came too
-/// late for it; it would overwrite what has just been recorded.
-bool TOVAStreamingTab::isDoubleClickOnStop() const
+/// What the board's buffer holds when its trigger has fired is delivered to its end.
+void TOVAStreamingTab::takeStopAway()
 {
-    return TOVAConfiguration::m_isDoubleClickedProtected && m_endOfLast &&
-           m_clock() - *m_endOfLast < QApplication::doubleClickInterval();
+    m_recording = false;
+    m_reenableTimer->stop();
+    setStartStopEnabled(false);
+}
+
+/// Asks the board to stop, unless that was done, and offers the brutal stop if the board does not
+/// answer: also where the hardware trigger has taken both away.
+void TOVAStreamingTab::letUserStopAgain()
+{
+    m_recording = true;
+    if (m_board == Board::Recording) {
+        requestStop();
+    } else if (!m_countDownTimer->isActive()) {
+        waitForStop();
+    }
+}
+
+/// The library has ended the recording, or failed: nothing is asked of it any more.
+void TOVAStreamingTab::settleEnd()
+{
+    m_board = Board::Ended;
+}
+
+/// Clicks that were made on "Stop!" during the last read still wait. The button is enabled again by
+/// stopped() only.
+void TOVAStreamingTab::dropClicksOnStop()
+{
+    m_reenableTimer->stop();
+    setStartStopEnabled(false);
+    dropWaitingClicks();
 }
 
 void TOVAStreamingTab::brutalTimer()
@@ -104,4 +165,26 @@ void TOVAStreamingTab::brutalCountDown()
 void TOVAStreamingTab::brutalStop()
 {
     m_brutalStop = true;
+}
+
+void TOVAStreamingTab::setOptionsEnabled(bool enabled)
+{
+    for (QGroupBox* group :
+         std::initializer_list<QGroupBox*>{m_filterGroup, m_recFileGroup, m_pxtsTriggerGroup,
+                                           m_exlTriggerGroup, m_recordingModeGroup}) {
+        group->setEnabled(enabled);
+    }
+}
+
+void TOVAStreamingTab::setStartStopEnabled(bool enabled)
+{
+    if (enabled == m_startStopButton->isEnabled()) {
+        return;
+    }
+    if (enabled) {
+        m_startStopButton->setEnabled(true);
+        m_focus.giveBack();
+    } else {
+        m_focus.disableAndRemember(*this, [this] { m_startStopButton->setEnabled(false); });
+    }
 }

@@ -1,42 +1,44 @@
+#include "record/atexit.h"
 #include "record/recordfile.h"
 #include "record/streamingtab.h"
 
 #include <QCoreApplication>
 #include <QLabel>
-#include <QTimer>
 
+// The final line comes behind stopped() after a failed read and before it otherwise, so each end
+// calls it by hand.
 void TOVAStreamingTab::bufferModeRoutine()
 {
     RecordFile file;
     if (!beginRecordingTo(file)) {
         return;
     }
+    const AtExit atExit([&file] { file.sync(); });
     RefreshClock sinceRefresh(m_clock);
     constexpr unsigned int chunkSize = 512;
     std::array<char, chunkSize> chunk = {};
     unsigned int bytesRead = 0;
     std::uint32_t totalBytes = 0;
     while (true) {
-        const BRAN_ERR_T result = readTrace(chunk.data(), chunkSize, bytesRead);
-        if (isOver(result)) {
-            if (!file.write(chunk.data(), bytesRead) || !file.flush()) {
+        const Outcome outcome = readTrace(chunk.data(), chunkSize, bytesRead);
+        if (outcome == Outcome::Over) {
+            const QString stop = howItStopped();
+            if (!file.write(chunk.data(), bytesRead) || !file.sync()) {
                 break;
             }
-            showRecorded(totalBytes + bytesRead, stopWord());
-            setStartStopEnabled(true);
+            dropClicksOnStop();
+            showRecorded(totalBytes + bytesRead, stop);
             stopped();
-            closeRecordFile(file);
+            file.close();
             return;
         }
-        if (result != BRAN_SUCCESS) {
-            if (!file.flush()) {
-                break;
-            }
-            reportReadFailure(result);
-            setStartStopEnabled(true);
+        if (outcome == Outcome::Failed) {
+            const bool isOnDisk = file.sync();
+            dropClicksOnStop();
+            reportFailures({m_readFailure, file.failureText()});
             stopped();
-            showRecorded(totalBytes, QStringLiteral("on error"));
-            closeRecordFile(file);
+            showRecorded(isOnDisk ? totalBytes : file.traceBytes(), QStringLiteral("on error"));
+            file.close();
             return;
         }
         totalBytes += bytesRead;
@@ -50,21 +52,13 @@ void TOVAStreamingTab::bufferModeRoutine()
             if (totalBytes == 0) {
                 m_statusLabel->setText(QStringLiteral("Waiting for trigger..."));
             } else {
-                showTriggered(totalBytes);
+                takeStopAway();
+                m_statusLabel->setText(
+                    QStringLiteral("Triggered! Recorded %1 bytes.").arg(totalBytes));
             }
             sinceRefresh.restart();
             QCoreApplication::processEvents();
         }
     }
     stopAfterFailedWrite(file);
-}
-
-/// Shows that the trigger has fired, and takes the stop away: what the board's buffer holds is
-/// delivered to its end.
-void TOVAStreamingTab::showTriggered(std::uint32_t totalBytes)
-{
-    m_recording = false;
-    m_reenableTimer->stop();
-    setStartStopEnabled(false);
-    m_statusLabel->setText(QStringLiteral("Triggered! Recorded %1 bytes.").arg(totalBytes));
 }

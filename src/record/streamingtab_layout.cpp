@@ -1,3 +1,4 @@
+#include "record/doubleclickguard.h"
 #include "record/hexvalidator.h"
 #include "record/pipowidget.h"
 #include "record/sizevalidator.h"
@@ -75,7 +76,7 @@ QTimer* createSingleShot(QObject* parent)
 
 } // namespace
 
-TOVAStreamingTab::TOVAStreamingTab(QWidget* parent, MillisecondClock clock)
+TOVAStreamingTab::TOVAStreamingTab(QWidget* parent, SteadyClock clock)
     : Q3VBox(parent),
       m_clock(clock)
 {
@@ -229,6 +230,7 @@ void TOVAStreamingTab::createRecordingGroup()
     tighten(*row);
     m_startStopButton = new QPushButton(QStringLiteral("Start!"), row);
     m_startStopButton->setFixedWidth(startStopButtonWidth);
+    m_doubleClickGuard = new DoubleClickGuard(m_startStopButton);
     m_startStopButton->setToolTip(
         QStringLiteral("Starts a recording, or asks the board to end the one that runs."));
     m_brutalStopButton = new QPushButton(QStringLiteral("Brutal Stop in 5 seconds!"), row);

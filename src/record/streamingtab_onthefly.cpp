@@ -1,3 +1,4 @@
+#include "record/atexit.h"
 #include "record/rate.h"
 #include "record/recordfile.h"
 #include "record/streamingtab.h"
@@ -5,34 +6,38 @@
 #include <QCoreApplication>
 #include <QLabel>
 
+// The file is closed behind stopped() after a good end and before it after a failure, so each end
+// calls it by hand.
 void TOVAStreamingTab::onTheFlyRoutine()
 {
     RecordFile file;
     if (!beginRecordingTo(file)) {
         return;
     }
+    const AtExit atExit([&file] { file.sync(); });
     RefreshClock sinceRefresh(m_clock);
     unsigned int bytesRead = 0;
     std::uint32_t totalBytes = 0;
     std::uint32_t bytesSinceRefresh = 0;
     while (true) {
-        const BRAN_ERR_T result = readTrace(m_readBuffer.data(), readSize, bytesRead);
-        if (isOver(result)) {
-            if (!file.write(m_readBuffer.data(), bytesRead) || !file.flush()) {
+        const Outcome outcome = readTrace(m_readBuffer.data(), readSize, bytesRead);
+        if (outcome == Outcome::Over) {
+            const QString stop = howItStopped();
+            if (!file.write(m_readBuffer.data(), bytesRead) || !file.sync()) {
                 break;
             }
-            showRecorded(totalBytes + bytesRead, stopWord());
+            dropClicksOnStop();
+            showRecorded(totalBytes + bytesRead, stop);
             stopped();
-            closeRecordFile(file);
+            file.close();
             return;
         }
-        if (result != BRAN_SUCCESS) {
-            if (!file.flush()) {
-                break;
-            }
-            reportReadFailure(result);
-            showRecorded(totalBytes, QStringLiteral("on error"));
-            closeRecordFile(file);
+        if (outcome == Outcome::Failed) {
+            const bool isOnDisk = file.sync();
+            dropClicksOnStop();
+            reportFailures({m_readFailure, file.failureText()});
+            showRecorded(isOnDisk ? totalBytes : file.traceBytes(), QStringLiteral("on error"));
+            file.close();
             stopped();
             return;
         }
@@ -45,9 +50,10 @@ void TOVAStreamingTab::onTheFlyRoutine()
             if (!file.flush()) {
                 break;
             }
+            const float rate = kilobytesPerSecond(bytesSinceRefresh, sinceRefresh.elapsed());
             m_statusLabel->setText(QStringLiteral("Recorded %1 bytes (%2 KB/s).")
-                                       .arg(QString::number(totalBytes),
-                                            rateText(bytesSinceRefresh, sinceRefresh.elapsed())));
+                                       .arg(QString::number(totalBytes), rateText(rate)));
+            showRoomOnDisk(file, rate);
             sinceRefresh.restart();
             QCoreApplication::processEvents();
             bytesSinceRefresh = 0;

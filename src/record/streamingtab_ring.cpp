@@ -1,3 +1,4 @@
+#include "record/atexit.h"
 #include "record/rate.h"
 #include "record/recordfile.h"
 #include "record/streamingtab.h"
@@ -9,6 +10,7 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScopeGuard>
 
 #include <cstdlib>
 #include <cstring>
@@ -37,37 +39,39 @@ struct TOVAStreamingTab::Ring {
 
 void TOVAStreamingTab::circularBufferRoutine()
 {
-    if (!hasRecordFileName()) {
+    if (!requireRecordFileName()) {
         return;
     }
-    if (!startRecording()) {
-        stopped();
+    const auto end = qScopeGuard([this] { stopped(); });
+    if (!startRecording() || !allocateRing(ringSizeFromUser())) {
         return;
     }
-    if (!provideRing(ringSizeFromUser())) {
-        stopped();
-        return;
-    }
-    RefreshClock sinceRefresh(m_clock);
     Ring ring;
+    const AtExit atExit([this, &ring] {
+        RecordFile file;
+        if (file.open(recordFileName())) {
+            writeRing(ring, file);
+        }
+    });
+    RefreshClock sinceRefresh(m_clock);
     unsigned int bytesRead = 0;
     std::uint32_t bytesSinceRefresh = 0;
     std::uint32_t readCount = 0;
     while (true) {
-        const BRAN_ERR_T result = readTrace(m_circularBuffer + ring.cursor, readSize, bytesRead);
-        if (isOver(result)) {
+        const Outcome outcome = readTrace(m_circularBuffer + ring.cursor, readSize, bytesRead);
+        if (outcome == Outcome::Over) {
             ring.advance(m_circularBuffer, m_circularBufferSize, bytesRead);
             break;
         }
         ++readCount;
-        if (result != BRAN_SUCCESS) {
-            reportReadFailure(result);
+        if (outcome == Outcome::Failed) {
+            dropClicksOnStop();
+            reportFailures({m_readFailure});
             m_statusLabel->setText(
                 QStringLiteral("Read %1 bytes. Cursor at %2. Read count : %3 (Stopped on error!)")
                     .arg(static_cast<std::uint32_t>(ring.totalBytes))
                     .arg(ring.cursor)
                     .arg(readCount));
-            stopped();
             return;
         }
         bytesSinceRefresh += bytesRead;
@@ -77,8 +81,8 @@ void TOVAStreamingTab::circularBufferRoutine()
             const QString format = ring.hasWrapped()
                                        ? QStringLiteral("Buffer is full. Cursor at %1 (%2 KB/s).")
                                        : QStringLiteral("Buffer contains %1 bytes (%2 KB/s).");
-            m_statusLabel->setText(format.arg(QString::number(ring.cursor),
-                                              rateText(bytesSinceRefresh, sinceRefresh.elapsed())));
+            const float rate = kilobytesPerSecond(bytesSinceRefresh, sinceRefresh.elapsed());
+            m_statusLabel->setText(format.arg(QString::number(ring.cursor), rateText(rate)));
             sinceRefresh.restart();
             QCoreApplication::processEvents();
             bytesSinceRefresh = 0;
@@ -98,7 +102,7 @@ std::uint32_t TOVAStreamingTab::ringSizeFromUser()
 
 /// Makes the ring `size` bytes large, with room behind its end for a read that goes past it. Where
 /// there is no memory for it, ends the recording and tells the user: false.
-bool TOVAStreamingTab::provideRing(std::uint32_t size)
+bool TOVAStreamingTab::allocateRing(std::uint32_t size)
 {
     if (size == m_circularBufferSize) {
         return true;
@@ -110,12 +114,13 @@ bool TOVAStreamingTab::provideRing(std::uint32_t size)
     if (m_circularBuffer != nullptr) {
         return true;
     }
-    m_statusLabel->setText(QStringLiteral("Stopped on error."));
     endStartedRecording();
-    showWarning(this,
-                QStringLiteral("Nothing was recorded, because there is no memory for a buffer of "
-                               "%1 bytes. Choose a smaller size.")
-                    .arg(blockSize));
+    dropClicksOnStop();
+    reportFailures(
+        {m_readFailure, QStringLiteral("Nothing was recorded, because there is no memory "
+                                       "for a buffer of %1 bytes. Choose a smaller size.")
+                            .arg(blockSize)});
+    m_statusLabel->setText(QStringLiteral("Stopped on error."));
     return false;
 }
 
@@ -123,28 +128,28 @@ bool TOVAStreamingTab::provideRing(std::uint32_t size)
 void TOVAStreamingTab::saveRing(const Ring& ring)
 {
     // The user may take minutes to answer below, and a late timer must not change how it ended.
-    const QString stop = stopWord();
-    QString problem = writeRing(ring);
+    const QString stop = howItStopped();
+    QString problem = trySavingRing(ring);
     while (!problem.isEmpty()) {
-        if (!wantsToChoseAgain(problem)) {
+        dropClicksOnStop();
+        if (!askForAnotherFile(problem)) {
             m_statusLabel->setText(
                 QStringLiteral("(Stopped %1, user has chosen not to save).").arg(stop));
-            stopped();
             return;
         }
         choseRecFile();
-        problem = writeRing(ring);
+        problem = trySavingRing(ring);
     }
+    dropClicksOnStop();
     m_statusLabel->setText(
         ring.hasWrapped()
             ? QStringLiteral("Dumped last full buffer. (Stopped %1, saved).").arg(stop)
             : QStringLiteral("Dumped %1 bytes, buffer not full. (Stopped %2, saved).")
                   .arg(QString::number(ring.cursor), stop));
-    stopped();
 }
 
-/// Writes the ring into the record file, oldest byte first. What went wrong, empty if nothing did.
-QString TOVAStreamingTab::writeRing(const Ring& ring)
+/// Saves the ring in the file that is named; what went wrong, empty if nothing did.
+QString TOVAStreamingTab::trySavingRing(const Ring& ring)
 {
     RecordFile file;
     if (!file.open(recordFileName())) {
@@ -153,27 +158,38 @@ QString TOVAStreamingTab::writeRing(const Ring& ring)
             "already opened by another application.\n");
     }
     rememberRecordFile();
+    if (writeRing(ring, file)) {
+        return {};
+    }
+    // What the file has taken would be missing on its disk for the next try.
+    file.empty();
+    return file.failure() +
+           QStringLiteral(
+               " Nothing has been saved there; all of the recording is still in memory.");
+}
+
+/// Writes the ring, oldest byte first, to the disk; false if the file has not taken all of it.
+bool TOVAStreamingTab::writeRing(const Ring& ring, RecordFile& file)
+{
     bool isWhole = file.writeHeader(m_newExlFormatCheck->isChecked());
     if (ring.hasWrapped()) {
         isWhole = isWhole &&
                   file.write(m_circularBuffer + ring.cursor, m_circularBufferSize - ring.cursor);
     }
-    isWhole = isWhole && file.write(m_circularBuffer, ring.cursor) && file.flush();
-    return file.close() && isWhole ? QString() : file.failureText();
+    return isWhole && file.write(m_circularBuffer, ring.cursor) && file.sync();
 }
 
 /// Asks whether the recording, which is still in memory, is to be saved in another file.
-bool TOVAStreamingTab::wantsToChoseAgain(const QString& problem)
+bool TOVAStreamingTab::askForAnotherFile(const QString& problem)
 {
     while (true) {
         QMessageBox box(QMessageBox::Warning, QStringLiteral("TOVAlink"), problem,
                         QMessageBox::NoButton, this);
-        box.setTextFormat(Qt::PlainText);
         auto* choseAgain = box.addButton(QStringLiteral("Chose again"), QMessageBox::AcceptRole);
         auto* cancel = box.addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
         box.setDefaultButton(choseAgain);
         box.setEscapeButton(cancel);
-        box.exec();
+        showBox(box);
         if (box.clickedButton() == choseAgain || box.clickedButton() == cancel) {
             return box.clickedButton() == choseAgain;
         }

@@ -1,5 +1,6 @@
-#include "board/errorreport.h"
+#include "board/errortext.h"
 #include "config/configuration.h"
+#include "record/diskroom.h"
 #include "record/recordfile.h"
 #include "record/streamingtab.h"
 #include "widgets/warningbox.h"
@@ -7,16 +8,9 @@
 #include <QCheckBox>
 #include <QCoreApplication>
 #include <QLabel>
-#include <QTimer>
 
-namespace
-{
-
-constexpr auto impossibleRead = BRAN_ERR_T(0xFFFFFFFF);
-
-} // namespace
-
-bool TOVAStreamingTab::hasRecordFileName()
+/// Whether a record file is named; if not, the status line asks for it.
+bool TOVAStreamingTab::requireRecordFileName()
 {
     if (recordFileName().isEmpty()) {
         m_statusLabel->setText(QStringLiteral("You'd better chose a filename before recording!"));
@@ -29,7 +23,7 @@ bool TOVAStreamingTab::hasRecordFileName()
 /// does not run, which the user has been told.
 bool TOVAStreamingTab::beginRecordingTo(RecordFile& file)
 {
-    if (!hasRecordFileName()) {
+    if (!requireRecordFileName()) {
         return false;
     }
     if (!file.open(recordFileName())) {
@@ -56,90 +50,82 @@ bool TOVAStreamingTab::startRecording()
 {
     const BRAN_RECORD_CONFIG_T config = makeRecordConfigFromUserOptions();
     started();
+    m_readFailure.clear();
     const BRAN_ERR_T result = BRAN_StartRecording(config, m_recordContext);
     if (result != BRAN_SUCCESS) {
-        reportBoardError(this, result);
+        settleEnd();
+        dropClicksOnStop();
+        showWarning(this, boardErrorText(result));
         m_statusLabel->setText(QStringLiteral("Stopped on error."));
     }
-    m_libraryRuns = result == BRAN_SUCCESS;
-    m_stopRequested = false;
-    return m_libraryRuns;
+    return result == BRAN_SUCCESS;
 }
 
-/// Reads trace bytes. A count above `size` would lead past the end of the buffer, so it is taken as
-/// a failed read without bytes, whatever the result that came with it.
-BRAN_ERR_T TOVAStreamingTab::readTrace(char* buffer, unsigned int size, unsigned int& bytesRead)
+/// Reads trace bytes. A count above `size` would lead past the end of the buffer, so none of them
+/// are taken; a library that calls that a success has failed.
+TOVAStreamingTab::Outcome TOVAStreamingTab::readTrace(char* buffer, unsigned int size,
+                                                      unsigned int& bytesRead)
 {
-    BRAN_ERR_T result = BRAN_GetRecordData(m_recordContext, buffer, size, bytesRead);
-    m_impossibleRead = bytesRead > size ? bytesRead : 0;
-    if (m_impossibleRead != 0) {
-        bytesRead = 0;
-        result = impossibleRead;
+    const BRAN_ERR_T result = BRAN_GetRecordData(m_recordContext, buffer, size, bytesRead);
+    const unsigned int told = bytesRead;
+    bytesRead = told > size ? 0 : told;
+    if (result == BRAN_SUCCESS && told <= size && !m_brutalStop) {
+        return Outcome::GoesOn;
     }
-    m_libraryRuns = result == BRAN_SUCCESS && !m_brutalStop;
-    return result;
-}
-
-/// Whether this read was the last one of a recording that has not failed.
-bool TOVAStreamingTab::isOver(BRAN_ERR_T result) const
-{
-    return result == BRAN_RECORDING_FINISHED || (m_brutalStop && m_impossibleRead == 0);
-}
-
-void TOVAStreamingTab::reportReadFailure(BRAN_ERR_T result)
-{
-    if (m_impossibleRead == 0) {
-        reportBoardError(this, result);
-        return;
+    settleEnd();
+    if (told > size && (result == BRAN_SUCCESS || result == BRAN_RECORDING_FINISHED)) {
+        m_readFailure =
+            QStringLiteral("The board library reported %1 bytes, which is more than it was asked "
+                           "for. They were not recorded.")
+                .arg(told);
+        return Outcome::Failed;
     }
-    showWarning(
-        this, QStringLiteral("The board library reported %1 bytes, which is more than it was asked "
-                             "for. They were not recorded.")
-                  .arg(m_impossibleRead));
-}
-
-/// Ends a recording whose file takes no more bytes, and tells how many are safe.
-void TOVAStreamingTab::stopAfterFailedWrite(RecordFile& file)
-{
-    showRecorded(file.traceBytes(), QStringLiteral("on error"));
-    if (m_libraryRuns) {
-        endStartedRecording();
+    if (result == BRAN_RECORDING_FINISHED || m_brutalStop) {
+        return Outcome::Over;
     }
-    file.close();
-    showWarning(this, file.failureText());
-    stopped();
-}
-
-/// Closes the file of a recording that is over. Some file systems tell only then that they have no
-/// room for what they took.
-void TOVAStreamingTab::closeRecordFile(RecordFile& file)
-{
-    if (!file.close()) {
-        showRecorded(file.traceBytes(), QStringLiteral("on error"));
-        showWarning(this, file.failureText());
-    }
+    m_readFailure = boardErrorText(result);
+    return Outcome::Failed;
 }
 
 /// Ends a recording that cannot be kept: asks the library to stop and drops what still comes. If
 /// the library does not answer, the brutal stop is offered.
 void TOVAStreamingTab::endStartedRecording()
 {
-    // The hardware trigger has taken this away, and with it the brutal stop.
-    m_recording = true;
-    if (!m_stopRequested) {
-        requestStop();
-    } else if (!m_countDownTimer->isActive()) {
-        waitForStop();
-    }
+    letUserStopAgain();
     RefreshClock sinceRefresh(m_clock);
     unsigned int bytesRead = 0;
-    while (!m_brutalStop && readTrace(m_readBuffer.data(), readSize, bytesRead) == BRAN_SUCCESS) {
+    while (!m_brutalStop &&
+           readTrace(m_readBuffer.data(), readSize, bytesRead) == Outcome::GoesOn) {
         if (sinceRefresh.isDue()) {
             sinceRefresh.restart();
             QCoreApplication::processEvents();
         }
     }
+    settleEnd();
     endStopControl();
+}
+
+/// Ends a recording whose file takes no more bytes, and tells how many are safe.
+void TOVAStreamingTab::stopAfterFailedWrite(RecordFile& file)
+{
+    if (m_board != Board::Ended) {
+        endStartedRecording();
+    }
+    file.close();
+    dropClicksOnStop();
+    reportFailures({m_readFailure, file.failureText()});
+    showRecorded(file.traceBytes(), QStringLiteral("on error"));
+    stopped();
+}
+
+/// Tells each failure in a box of its own; an empty text is none.
+void TOVAStreamingTab::reportFailures(const QStringList& failures)
+{
+    for (const QString& failure : failures) {
+        if (!failure.isEmpty()) {
+            showWarning(this, failure);
+        }
+    }
 }
 
 void TOVAStreamingTab::rememberRecordFile()
@@ -149,7 +135,7 @@ void TOVAStreamingTab::rememberRecordFile()
     updateComboBoxFromConfig();
 }
 
-QString TOVAStreamingTab::stopWord() const
+QString TOVAStreamingTab::howItStopped() const
 {
     return m_brutalStop ? QStringLiteral("Brutally") : QStringLiteral("Nicely");
 }
@@ -159,4 +145,10 @@ void TOVAStreamingTab::showRecorded(qint64 bytes, const QString& end)
 {
     m_statusLabel->setText(
         QStringLiteral("Recorded %1 bytes. (Stopped %2!)").arg(QString::number(bytes), end));
+}
+
+/// Tells in the status line's tip how long the disk of the file will last.
+void TOVAStreamingTab::showRoomOnDisk(const RecordFile& file, float rate)
+{
+    m_statusLabel->setToolTip(diskRoomText(file.freeBytes(), rate));
 }

@@ -6,8 +6,10 @@
 #include "record/streamingtab.h"
 #include "widgets/boxes.h"
 #include "widgets/spacer.h"
+#include "widgets/waitingclicks.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QCloseEvent>
 #include <QMenu>
 #include <QMenuBar>
@@ -21,13 +23,13 @@ constexpr int resetButtonWidth = 100;
 
 } // namespace
 
-TOVAMainWindow::TOVAMainWindow()
+TOVAMainWindow::TOVAMainWindow(SteadyClock clock)
 {
     // Before the pages, which show the recent files.
     TOVAConfiguration::readConfig();
     auto* box = new Q3VBox(this);
     setCentralWidget(box);
-    createPages(box);
+    createPages(box, clock);
     createBottomBar(box);
     connectPages();
     createOptionsMenu();
@@ -38,13 +40,13 @@ bool TOVAMainWindow::isWorking() const
     return !m_resetButton->isEnabled();
 }
 
-void TOVAMainWindow::createPages(QWidget* box)
+void TOVAMainWindow::createPages(QWidget* box, SteadyClock clock)
 {
     auto* tabs = new QTabWidget(box);
     tabs->setAccessibleName(QStringLiteral("Pages"));
     m_brannelTab = new TOVABrannelTab(tabs);
     tabs->addTab(m_brannelTab, QStringLiteral("Burn Flash"));
-    m_streamingTab = new TOVAStreamingTab(tabs);
+    m_streamingTab = new TOVAStreamingTab(tabs, clock);
     tabs->addTab(m_streamingTab, QStringLiteral("Record"));
 }
 
@@ -66,6 +68,10 @@ void TOVAMainWindow::connectPages()
     connect(m_streamingTab, &TOVAStreamingTab::greyParentGUI, this, &TOVAMainWindow::streamGreyGUI);
     connect(m_streamingTab, &TOVAStreamingTab::ungreyParentGUI, this,
             &TOVAMainWindow::streamUngreyGUI);
+    // A user who looks at another window is called.
+    const auto alert = [this] { QApplication::alert(this); };
+    connect(m_brannelTab, &TOVABrannelTab::ungreyParentGUI, this, alert);
+    connect(m_streamingTab, &TOVAStreamingTab::ungreyParentGUI, this, alert);
 }
 
 void TOVAMainWindow::createOptionsMenu()
@@ -83,7 +89,9 @@ void TOVAMainWindow::createOptionsMenu()
 
 void TOVAMainWindow::reset()
 {
-    BRAN_ResetTarget();
+    if (!isWindowClosed(*this)) {
+        BRAN_ResetTarget();
+    }
 }
 
 void TOVAMainWindow::branGreyGUI()

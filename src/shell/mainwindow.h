@@ -1,5 +1,7 @@
 #pragma once
 
+#include "record/refreshclock.h"
+
 #include <QMainWindow>
 
 class QAction;
@@ -14,7 +16,8 @@ class TOVAMainWindow : public QMainWindow
     Q_OBJECT
 
 public:
-    TOVAMainWindow();
+    /// `clock` times the refreshes of the page Record.
+    explicit TOVAMainWindow(SteadyClock clock = steadyTime);
 
     /// Whether a burn or a recording goes on.
     bool isWorking() const;
@@ -32,7 +35,7 @@ protected:
     void closeEvent(QCloseEvent* e) override;
 
 private:
-    void createPages(QWidget* box);
+    void createPages(QWidget* box, SteadyClock clock);
     void createBottomBar(QWidget* box);
     void connectPages();
     void createOptionsMenu();

@@ -10,7 +10,7 @@ class FocusKeeper
 public:
     /// Runs `disable`, and remembers which widget of `page`'s window lost the focus by it.
     template <class Disable>
-    void watch(const QWidget& page, Disable disable)
+    void disableAndRemember(const QWidget& page, Disable disable)
     {
         QWidget* before = page.window()->focusWidget();
         disable();

@@ -25,7 +25,8 @@ struct RecordPage : Page<TOVAStreamingTab> {
     QLineEdit* tag = group("PXTS Trigger")->findChild<QLineEdit*>();
     QLineEdit* size = group(ring)->findChild<QLineEdit*>();
 
-    explicit RecordPage(const QString& mode = ring) : Page([] { return board.now; })
+    explicit RecordPage(const QString& mode = ring)
+        : Page([]() -> std::chrono::nanoseconds { return std::chrono::milliseconds(board.now); })
     {
         group(mode)->setChecked(true);
         file->setEditText("a.prf");

@@ -1,8 +1,8 @@
-#include "tools/bench/fastboard.h"
-#include "tools/bench/table.h"
 #include "board/branlib.h"
 #include "config/configuration.h"
 #include "record/streamingtab.h"
+#include "tools/bench/fastboard.h"
+#include "tools/bench/table.h"
 
 #include <QComboBox>
 #include <QGroupBox>
@@ -40,7 +40,7 @@ Widget* child(const QWidget& parent, const char* property, const char* wanted)
 class Page
 {
 public:
-    explicit Page(MillisecondClock clock = steadyMilliseconds)
+    explicit Page(SteadyClock clock = steadyTime)
         : m_tab(new TOVAStreamingTab(&m_window, clock)),
           m_start(child<QPushButton>(m_window, "text", "Start!"))
     {
@@ -149,7 +149,7 @@ void add(const char* name, Record record)
 /// Counts between the first read and the last; the status, which does allocate, is never due.
 QString allocations(const char* mode)
 {
-    Page page([]() -> qint64 { return 0; });
+    Page page([] { return std::chrono::nanoseconds(); });
     page.record(mode, fileReads);
     return QString::number(FastBoard::instance().allocations());
 }

@@ -1,6 +1,4 @@
-#include "board/errorreport.h"
-
-#include "widgets/warningbox.h"
+#include "board/errortext.h"
 
 #include <QString>
 
@@ -19,14 +17,4 @@ QString boardErrorText(BRAN_ERR_T code)
     const QString whole = QString::fromLatin1(text, int(length));
     const QString shown = whole.left(int(maxLength)).section(QLatin1Char('\n'), 0, maxLines - 1);
     return shown.size() == whole.size() ? shown : shown + QStringLiteral("...");
-}
-
-void reportBoardError(QWidget* parent, BRAN_ERR_T code)
-{
-    showWarning(parent, boardErrorText(code));
-}
-
-void reportBoardError(QWidget* parent, const QString& file, BRAN_ERR_T code)
-{
-    showWarning(parent, file + QStringLiteral(" :\n") + boardErrorText(code));
 }

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <functional>
+
+/// Saves a recording if the program ends by exit() before it is over: the toolkit ends it so, from
+/// inside an event pass, when the display or the session manager is lost. Nothing of the window may
+/// be shown then.
+class AtExit
+{
+public:
+    /// Calls `save` at such an end, as long as the object lives. There is one object at a time.
+    explicit AtExit(std::function<void()> save);
+    ~AtExit();
+    AtExit(const AtExit&) = delete;
+    AtExit& operator=(const AtExit&) = delete;
+};
