@@ -6,20 +6,36 @@
 #include <QKeyEvent>
 #include <QMenu>
 #include <QMimeData>
+#include <QTimer>
 #include <QToolTip>
+#include <QWindow>
 
 namespace
 {
 
-/// A drop copies also where its source would rather move: the source must lose nothing.
 void answerDrag(QDropEvent& event)
 {
-    if (event.mimeData()->hasUrls() || !event.mimeData()->hasText()) {
-        event.ignore();
-        return;
+    const bool isText = event.mimeData()->hasText() && !event.mimeData()->hasUrls();
+    acceptCopy(event, isText);
+}
+
+/// A click on what the tip covers, as the next field, is not meant for the tip.
+void letClicksThroughTip()
+{
+    const QWindowList windows = QGuiApplication::topLevelWindows();
+    for (QWindow* window : windows) {
+        if (window->type() == Qt::ToolTip) {
+            window->setFlag(Qt::WindowTransparentForInput);
+        }
     }
-    event.setDropAction(Qt::CopyAction);
-    event.accept();
+}
+
+/// Keeps what was inserted before from what comes, for undo: only a move of the cursor does that.
+void endUndoStep(QLineEdit& edit)
+{
+    const int cursor = edit.cursorPosition();
+    edit.setCursorPosition(cursor == 0 ? edit.text().size() : 0);
+    edit.setCursorPosition(cursor);
 }
 
 } // namespace
@@ -27,6 +43,7 @@ void answerDrag(QDropEvent& event)
 void ArrivalEdit::tell(const QString& tip)
 {
     QToolTip::showText(mapToGlobal(rect().bottomLeft()), tip, this);
+    letClicksThroughTip();
 }
 
 void ArrivalEdit::pasteFrom(QClipboard::Mode clipboard)
@@ -35,6 +52,18 @@ void ArrivalEdit::pasteFrom(QClipboard::Mode clipboard)
     if (content != nullptr && content->hasText()) {
         take(*content, false);
     }
+}
+
+void ArrivalEdit::pasteFromMenu()
+{
+    constexpr int closingMs = 100;
+    pasteFrom(QClipboard::Clipboard);
+    // The keyboard comes back from a closed menu only later, and that hides any tip.
+    QTimer::singleShot(closingMs, this, [this, tip = QToolTip::text()] {
+        if (!tip.isEmpty()) {
+            tell(tip);
+        }
+    });
 }
 
 void ArrivalEdit::keyPressEvent(QKeyEvent* event)
@@ -61,9 +90,11 @@ void ArrivalEdit::contextMenuEvent(QContextMenuEvent* event)
 {
     QMenu* menu = createStandardContextMenu();
     menu->setAttribute(Qt::WA_DeleteOnClose);
-    if (auto* paste = menu->findChild<QAction*>(QStringLiteral("edit-paste"))) {
-        paste->disconnect(this);
-        connect(paste, &QAction::triggered, this, [this] { pasteFrom(QClipboard::Clipboard); });
+    for (QAction* action : menu->actions()) {
+        if (action->text().startsWith(tr("&Paste"))) {
+            action->disconnect(this);
+            connect(action, &QAction::triggered, this, &ArrivalEdit::pasteFromMenu);
+        }
     }
     menu->popup(event->globalPos());
 }
@@ -86,8 +117,23 @@ void ArrivalEdit::dropEvent(QDropEvent* event)
     }
 }
 
+void acceptCopy(QDropEvent& drag, bool isTaken)
+{
+    drag.setDropAction(Qt::CopyAction);
+    drag.setAccepted(isTaken && drag.possibleActions().testFlag(Qt::CopyAction));
+}
+
+void insertText(QLineEdit& edit, const QString& text)
+{
+    if (!edit.hasSelectedText()) {
+        endUndoStep(edit);
+    }
+    edit.insert(text);
+    endUndoStep(edit);
+}
+
 void replaceText(QLineEdit& edit, const QString& text)
 {
     edit.selectAll();
-    edit.insert(text);
+    insertText(edit, text);
 }

@@ -25,12 +25,19 @@ protected:
     void dropEvent(QDropEvent* event) override;
 
 private:
-    /// Takes over what `content` means here: what is dropped in place of all that was there, what is
-    /// pasted at the cursor or over what is selected, where that makes sense.
+    /// Takes over what `content` means here: what is dropped in place of all that was there, what
+    /// is pasted at the cursor or over what is selected, where that makes sense.
     virtual void take(const QMimeData& content, bool isDropped) = 0;
 
     void pasteFrom(QClipboard::Mode clipboard);
+    void pasteFromMenu();
 };
 
-/// Makes `text` the text of `edit`; the user can undo that.
+/// Inserts `text` at the cursor or over what is selected, as a step of its own for undo.
+void insertText(QLineEdit& edit, const QString& text);
+
+/// Makes `text` all of the text of `edit`; the user can undo that.
 void replaceText(QLineEdit& edit, const QString& text);
+
+/// Answers a drag or a drop. Its source may lose nothing: what can only be moved is refused too.
+void acceptCopy(QDropEvent& drag, bool isTaken);

@@ -29,9 +29,8 @@ bool FileDrop::eventFilter(QObject* watched, QEvent* event)
     auto* drag = static_cast<QDropEvent*>(event);
     const QString file = localFile(*drag->mimeData());
     QComboBox* field = fieldFor(file);
-    drag->setDropAction(Qt::CopyAction);
-    drag->setAccepted(field != nullptr);
-    if (isDrop && field != nullptr) {
+    acceptCopy(*drag, field != nullptr);
+    if (isDrop && drag->isAccepted()) {
         replaceText(*field->lineEdit(), file);
     }
     return true;

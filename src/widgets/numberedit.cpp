@@ -16,7 +16,7 @@ void NumberEdit::take(const QMimeData& content, bool isDropped)
     QString digits = content.text().trimmed();
     const bool hasPrefix = !m_prefix.isEmpty() && digits.startsWith(m_prefix, Qt::CaseInsensitive);
     if (!hasPrefix && !isDropped && fits(withPasted(digits))) {
-        insert(digits);
+        insertText(*this, digits);
         return;
     }
     // A whole number, as a map file or a debugger shows it, is meant to replace the old one.

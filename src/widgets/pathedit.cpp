@@ -21,7 +21,7 @@ void PathEdit::take(const QMimeData& content, bool isDropped)
 {
     if (!holdsUrls(content)) {
         const QString text = withoutLineEnds(content.text());
-        isDropped ? replaceText(*this, text) : insert(text);
+        isDropped ? replaceText(*this, text) : insertText(*this, text);
     } else if (const QString file = localFile(content); !file.isEmpty()) {
         replaceText(*this, file);
     } else {
