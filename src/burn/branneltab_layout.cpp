@@ -3,7 +3,7 @@
 #include "widgets/filedrop.h"
 #include "widgets/readoutlabel.h"
 #include "widgets/recentfiles.h"
-#include "widgets/shortcutonce.h"
+#include "widgets/singlepress.h"
 #include "widgets/spacer.h"
 
 #include <QCheckBox>
@@ -134,9 +134,9 @@ void TOVABrannelTab::createBurnButton(QWidget* row)
     // A button has one shortcut: Ctrl+B takes the place of the underlined letter's, which therefore
     // gets one of its own.
     m_burnButton->setShortcut(QKeySequence(QStringLiteral("Ctrl+B")));
-    new ShortcutOnce(m_burnButton);
-    auto* mnemonic = new QShortcut(QKeySequence::mnemonic(m_burnButton->text()), m_burnButton);
-    mnemonic->setAutoRepeat(false);
+    const QKeySequence mnemonicKeys = QKeySequence::mnemonic(m_burnButton->text());
+    auto* mnemonic = new QShortcut(mnemonicKeys, m_burnButton);
     connect(mnemonic, &QShortcut::activated, m_burnButton, &QPushButton::click);
+    new SinglePress({m_burnButton->shortcut(), mnemonicKeys}, m_burnButton);
     connect(m_burnButton, &QPushButton::clicked, this, &TOVABrannelTab::go);
 }
