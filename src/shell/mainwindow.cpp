@@ -4,6 +4,7 @@
 #include "burn/branneltab.h"
 #include "config/configuration.h"
 #include "record/streamingtab.h"
+#include "shell/sleepinhibitor.h"
 #include "widgets/boxes.h"
 #include "widgets/spacer.h"
 
@@ -66,6 +67,14 @@ void TOVAMainWindow::connectPages()
     connect(m_streamingTab, &TOVAStreamingTab::greyParentGUI, this, &TOVAMainWindow::streamGreyGUI);
     connect(m_streamingTab, &TOVAStreamingTab::ungreyParentGUI, this,
             &TOVAMainWindow::streamUngreyGUI);
+
+    auto* inhibitor = new SleepInhibitor(this);
+    connect(m_brannelTab, &TOVABrannelTab::greyParentGUI, inhibitor,
+            [inhibitor] { inhibitor->begin(QStringLiteral("A board is being burned.")); });
+    connect(m_brannelTab, &TOVABrannelTab::ungreyParentGUI, inhibitor, &SleepInhibitor::end);
+    connect(m_streamingTab, &TOVAStreamingTab::greyParentGUI, inhibitor,
+            [inhibitor] { inhibitor->begin(QStringLiteral("A trace is being recorded.")); });
+    connect(m_streamingTab, &TOVAStreamingTab::ungreyParentGUI, inhibitor, &SleepInhibitor::end);
 }
 
 void TOVAMainWindow::createOptionsMenu()
