@@ -46,9 +46,9 @@ bool TOVAConfigurationParser::startElement(const QString& /*namespaceURI*/,
 {
     const QString path = atts.value(QStringLiteral("path"));
     for (const ConfigurationKind& kind : configurationKinds) {
-        if (qName == kind.element) {
+        if (qName == QLatin1String(kind.element)) {
             addRecentFile(kind.files, path, false);
-        } else if (qName == kind.folderElement) {
+        } else if (qName == QLatin1String(kind.folderElement)) {
             kind.folder = path;
         }
     }
@@ -87,5 +87,5 @@ bool readConfigurationFile(const QString& fileName)
 
 bool TOVAConfiguration::readConfig()
 {
-    return readConfigurationFile(configurationFile);
+    return readConfigurationFile(QLatin1String(configurationFile));
 }

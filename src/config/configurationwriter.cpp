@@ -22,12 +22,12 @@ bool isSaveable(const QString& path)
     return path.isValidUtf16() && std::all_of(characters.begin(), characters.end(), isXmlCharacter);
 }
 
-QString line(QLatin1String element, QString path)
+QString line(const char* element, QString path)
 {
     path.replace(QLatin1Char('&'), QStringLiteral("&amp;"));
     path.replace(QLatin1Char('<'), QStringLiteral("&lt;"));
     path.replace(QLatin1Char('"'), QStringLiteral("&quot;"));
-    return QLatin1Char('<') + element + QStringLiteral(" path=\"") + path +
+    return QLatin1Char('<') + QLatin1String(element) + QStringLiteral(" path=\"") + path +
            QStringLiteral("\"/>\n");
 }
 
@@ -52,5 +52,5 @@ bool TOVAConfiguration::dumpConfig()
         text += lines(kind);
     }
     text += QStringLiteral("</tovaconfig>\n");
-    return saveFile(configurationFile, text.toUtf8());
+    return saveFile(QLatin1String(configurationFile), text.toUtf8());
 }
