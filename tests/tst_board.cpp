@@ -51,12 +51,12 @@ QString add(const QByteArray& file)
                              int(bytes.indexOf("cal")));
 }
 
-/// Fills a new image. A slash ends a line, @ is a byte at the beginning of the flash, ~ the end.
+/// Fills a new image. A slash ends a line, @ and $ are a byte at the flash's address and at 0, ~ is
+/// the end.
 QString load(QByteArray text, bool isFull)
 {
-    writeFile("content", text.replace('@', ":020000040100F9/:01000000619E/")
-                             .replace('~', ":00000001FF/")
-                             .replace('/', '\n'));
+    text.replace('@', ":020000040100F9/:01000000619E/").replace('$', ":0100000041BE/");
+    writeFile("content", text.replace('~', ":00000001FF/").replace('/', '\n'));
     image.reset(BRAN_CreateFlashImage(flashSize, flashSize, isFull, false));
     return add("content");
 }
@@ -160,81 +160,61 @@ private slots:
             QTest::newRow(qPrintable(parameters + ": " + operations))
                 << parameters << operations << answers;
         };
-        const QString any = "version; load @~; burn 1000000";
+        const QString any = "version; load @~; burn 1000000", twice = "record 1; record 1";
         row("version=1,version=0x4711", any, "4711; 1000000+1 61ff -1; no error 2");
-        row("board=none", any, "no board is connected; 1000000+1 61ff -1; no board is connected 0");
-        row("flash=content", any,
-            "10203; 1000000+1 61ff -1; flash file content: does not hold 16777216 bytes 0");
+        row("board=none", any, "no board; 1000000+1 61ff -1; no board is connected 0");
+        row("flash=content", any, "10203; 1000000+1; content: does not hold 16777216 bytes 0");
         row("speed=1", "burn 1000000", "BRAN_SIMULATOR: there is no parameter \"speed\" 0");
         for (const QByteArray wrong : {"pace=", "pace=1K", "version=0x100000000", "fail=reset",
                                        "fail=burn@0", "skip=0x02000000", "stop=now"}) {
             row(wrong, "version", "BRAN_SIMULATOR: the value in \"" + wrong + "\" is not valid");
         }
-        const QString told = "the simulated board was told to fail: ";
-        row("fail=version", "version; version", told + "version; " + told + "version");
+        row("fail=version", "version; version", "told to fail: version; told to fail: version");
         row("fail=fill@1:a,fail=fill@3:b\\,c:d,fail=create@2:no room",
-            "load :0100000041BE/~; load ~; load ~; load :0100000041BE/~",
-            "a; no room; b,c:d; 0+1 41ff -1");
+            "load $~; load ~; load ~; load $~", "a; no room; b,c:d; 0+1 41ff -1");
         row("fail=burn@2,fail=verify@2:v", "burn 1000000; burn 1000000; burn 1000000",
-            "no error 2; " + told + "burn 0.5; v 1.5");
-        row("skip=0x01002FFF", "burn 1001F9C; burn 1003000",
-            "verification failed at 0x01002000 1.5; no error 2");
-        const QString outside =
-            "the image does not fit into the flash, 0x01000000 to 0x01FFFFFF 0; ";
-        row("", "burn FFFFFF; burn 1FFFF39; burn 1FFFF38", outside + outside + "no error 2");
+            "no error 2; told to fail: burn 0.5; v 1.5");
+        row("skip=0x01002FFF", "burn 1001F9C; burn 1003000", "at 0x01002000 1.5; no error 2");
+        row("", "burn FFFFFF; burn 1FFFF39; burn 1FFFF38", "not fit; not fit; no error 2");
         // Load files, whole and refused.
         row("",
             "load :020000021234B6\r/\r/:01000600ab4e/:01000400619A/:01000300629A/:010007006395/~",
             "12343+5 6261ffab63ff -1");
         row("", "load :020000040100F9/:02FFFF0061623D/~", "100ffff+2 6162ff -1");
-        row("", "load :0100000041BE/:0100010041BE", "line 2: the checksum is wrong");
-        row("", "load :0100000041B", "line 1: the record is cut short");
-        row("", "load :0100000041BE", "the file has no end record");
-        row("", "load ~/:0100000041BE", "line 3: the end record stands before this line");
-        row("", "load ~", "the file holds no data");
+        row("", "load $:0100010041BE", "line 2: the checksum is wrong");
+        row("", "load :0100000041B; load $; load ~", "line 1: the record is cut; no end; no data");
+        row("", "load ~$; load $@~",
+            "line 2: the end record stands before; line 3: the data spans");
+        row("", "load $$; load :01000100619D/:0200000061623B",
+            "overlaps; line 2: the data overlaps");
         row("", "load ; add none; add fifo",
-            "the file is empty or too large; cannot be opened: No such file or directory; "
-            "is not a regular file");
-        const QString overlap = "line 2: the data overlaps that of an earlier line";
-        row("", "load :0100000041BE/:0100000041BE/~", overlap);
-        row("", "load :01000100619D/:0200000061623B/~", overlap);
-        row("", "load :0100000041BE/@~", "line 3: the data spans more than fits into the image");
+            "empty; cannot be opened: No such file; not a regular");
         // Calibration files go to the next free sector.
         row("", "load @:01FFFF007A87/~; add cal",
-            "1000000+10000 ffffffff7aff -1; 1000000+10003 ff7a63616cff 65536");
-        row("",
-            "load @:020000040101F8/:010000007A85/~; add large; add "
-            "cal",
-            "1000000+10001 ffffffff7aff -1; the file is empty or too large; 1000000+20003 "
-            "ffff63616cff 131072");
-        row("", "load @~ 1; add cal",
-            "1000000+1000000 ffffffffff00 -1; 1000000+1000000 ffffffffff00 65536");
+            "1000000+10000; 1000000+10003 ff7a63616cff 65536");
+        row("", "load @:020000040101F8/:010000007A85/~; add large; add cal",
+            "1000000+10001; too large; 1000000+20003 ffff63616cff 131072");
+        row("", "load @~ 1; add cal", "1000000+1000000; 1000000+1000000 ffffffffff00 65536");
         // Recordings: mode, trigger by address, standard tag, tag; address, tag, processor, filter.
-        row("rate=0", "record 1; record 1 0 0 0 0 0 0 40",
-            "finished 5144 5140dc; finished 5144 2d1a4f");
+        row("rate=0", "record 1; record 1 0 0 0 0 0 0 40", "finished 5144 5140dc; 5144 2d1a4f");
         row("rate=0", "record 1 1 0 0 1000010; record 1 0 1; record 1 0 0 1 0 1A03 1 40",
-            "finished 5144 91ef3e; finished 5144 3ac69c; finished 5144 854844");
-        row("rate=0", "record 1 1 1 1 1000400 1A02; record 1 0 0 1 0 1A33",
-            "finished 5144 871985; finished 8 be3414");
-        row("rate=0", "record 0 0 1; record 0 0 0 1 0 1A03",
-            "finished 2097152 7b060b; finished 3056 338a91");
+            "5144 91ef3e; 5144 3ac69c; 5144 854844");
+        row("rate=0", "record 1 1 1 1 1000400 1A02; record 1 0 0 1 0 1A33", "871985; 8 be3414");
+        row("rate=0", "record 0 0 1; record 0 0 0 1 0 1A03", "2097152 7b060b; 3056 338a91");
         row("rate=20971520,trigger=30", "record 0", "finished 629144 c4a951");
-        const QString twice = "record 1; record 1";
         row("rate=0,fail=start@1:no link", twice, "link 8 be3414; finished 5144 5140dc");
-        row("rate=0,fail=read@3:cable,failbytes=99", twice,
-            "cable 1131 5261a1; finished 5144 5140dc");
+        row("rate=0,fail=read@3:cable,failbytes=99", twice, "cable 1131 5261a1; finished 5144");
         row("rate=0,unplug=1000", twice, "unplugged 1008 2f2602; connected 8 be3414");
         row("rate=0,finish=1000", twice, "finished 1008 2f2602; finished 1008 2f2602");
         row("rate=0,stop=ignored", "record 1", "error 5118984 01c7db");
         // Damages. Frames begin at 8, F8 and 110.
         row("rate=0", "record 1; check; check 2 1 x; check F8 1 x; check FF 1 x; check F8 18",
-            "finished 5144 5140dc; 5136 trace bytes, whole 0; "
-            "offset 0: no header of a record file 1; offset 248: the sync word is missing 1; "
-            "offset 248: the checksum is wrong 1; "
+            "finished; 5136 trace bytes, whole 0; offset 0: no header of a record file 1; "
+            "offset 248: the sync word is missing 1; offset 248: the checksum is wrong 1; "
             "offset 272: the sequence number is not the next one 1");
         row("rate=0", "record 1; check 1418 0 x; check 8 1; check 1417 1",
-            "finished 5144 5140dc; offset 5144: what remains is no whole frame 1; 5135 trace "
-            "bytes, whole 1; 5135 trace bytes, whole 1");
+            "finished; offset 5144: what remains is no whole frame 1; whole 1; 5135 trace bytes, "
+            "whole 1");
     }
     void doesAsItIsTold()
     {
@@ -242,11 +222,11 @@ private slots:
         QFETCH(const QString, operations);
         QFETCH(const QString, answers);
         connectBoard(parameters);
-        QStringList seen;
+        QStringList expected = answers.split("; ");
         for (const QString& operation : operations.split("; ")) {
-            seen += answerTo(operation);
+            const QString answer = answerTo(operation);
+            QVERIFY2(answer.contains(expected.takeFirst()), qPrintable(answer));
         }
-        QCOMPARE(seen, answers.split("; "));
     }
 
     void flashIsKeptInItsFile()
