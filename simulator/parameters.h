@@ -19,8 +19,8 @@ constexpr std::uint32_t flashBlockSize = 0x1000;
 enum class Operation : std::uint32_t { Version = 1, Create, Fill, Burn, Verify, Start, Read };
 
 struct Fault {
-    Operation operation;
-    std::uint64_t occurrence; ///< counted from 1; 0 is every one
+    Operation operation = {};
+    std::uint64_t occurrence = 0; ///< counted from 1; 0 is every one
     std::string text;
 };
 
