@@ -1,6 +1,6 @@
 """Uses the real program the way a person does: looks at its windows, clicks, types, waits.
 
-    with Desktop() as desktop, Program(desktop, "build/bin/tovalink", "pace=1M") as program:
+    with Desktop() as desktop, Program(desktop, "build/bin/tovalink", "pace=1000000") as program:
         program.enter(program.find("combo box", inside="Choose main lod file"), "firmware.lod")
         program.click(program.find("push button", "Burn!"))
         status = program.find("label", inside="Burn image")

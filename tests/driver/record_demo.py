@@ -41,7 +41,7 @@ def main(arguments):
     try:
         for mode, name, busy in RECORDINGS:
             with Desktop() as desktop, \
-                    RecordPage(desktop, program_path, "rate=5M,buffer=64M,trigger=3000") as page:
+                    RecordPage(desktop, program_path, "rate=5000000,buffer=64000000,trigger=3000") as page:
                 record(page, mode, name, busy)
             print(check_record(checker, name + ".prf"), flush=True)
     except (DriverError, OSError) as error:

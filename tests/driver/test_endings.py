@@ -18,7 +18,7 @@ from test_burn import FIRMWARE, make_files
 PROGRAM, CHECKER = map(os.path.abspath, sys.argv[1:3])
 FILE = "end.prf"
 # A recording goes on until it is ended; the board's own buffer has triggered after a while.
-RECORDING = "rate=200K,trigger=1000"
+RECORDING = "rate=200000,trigger=1000"
 
 
 def burn(page, status):
@@ -62,8 +62,8 @@ def save_question(page):
 MOMENTS = {
     "idle": (lambda page: None, "", None),
     "open dialog": (open_dialog, "", None),
-    "burning": (lambda page: burn(page, "Burning..."), "pace=15K", None),
-    "verifying": (lambda page: burn(page, "Verifying..."), "pace=15K", None),
+    "burning": (lambda page: burn(page, "Burning..."), "pace=15000", None),
+    "verifying": (lambda page: burn(page, "Verifying..."), "pace=15000", None),
     "burn box": (burn_box, "pace=0,fail=burn:worn out", "OK"),
     "on the fly": (lambda page: page.start(ON_THE_FLY, FILE, r"Recorded \d+ bytes \(.*"),
                    RECORDING, None),

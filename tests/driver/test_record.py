@@ -102,7 +102,7 @@ CASES = {
     read_fails: "failbytes=50,fail=read@100:" + UNPLUGGED,
     beyond_a_limit_on_files: "",
     stopped_before_the_trigger: "trigger=3600000",
-    trigger_takes_the_stop_away: "trigger=2000,rate=400K",
+    trigger_takes_the_stop_away: "trigger=2000,rate=400000",
     brutally_stopped: "stop=ignored",
     saved_elsewhere: "",
     protected_from_double_clicks: "",
