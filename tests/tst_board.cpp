@@ -112,7 +112,8 @@ QString answerTo(const QString& operation)
 {
     const QStringList words = operation.split(' ');
     const auto number = [&](int index) { return words.value(index).toUInt(nullptr, 16); };
-    const QString &name = words[0], text = words.value(1);
+    const QString& name = words[0];
+    const QString text = words.value(1);
     unsigned version = 0;
     if (name == "version") {
         const BRAN_ERR_T result = BRAN_GetVersion(&version);
@@ -160,7 +161,8 @@ private slots:
             QTest::newRow(qPrintable(parameters + ": " + operations))
                 << parameters << operations << answers;
         };
-        const QString any = "version; load @~; burn 1000000", twice = "record 1; record 1";
+        const QString any = "version; load @~; burn 1000000";
+        const QString twice = "record 1; record 1";
         row("version=1,version=0x4711", any, "4711; 1000000+1 61ff -1; no error 2");
         row("board=none", any, "no board; 1000000+1 61ff -1; no board is connected 0");
         row("flash=content", any, "10203; 1000000+1; content: does not hold 16777216 bytes 0");
@@ -174,7 +176,8 @@ private slots:
             "load $~; load ~; load ~; load $~", "a; no room; b,c:d; 0+1 41ff -1");
         row("fail=burn@2,fail=verify@2:v", "burn 1000000; burn 1000000; burn 1000000",
             "no error 2; told to fail: burn 0.5; v 1.5");
-        row("skip=0x01002FFF", "burn 1001F9C; burn 1003000", "at 0x01002000 1.5; no error 2");
+        row("skip=0x01002FFF", "burn 1001F9C; burn 1002F9C; burn 1003000",
+            "at 0x01002000 1.5; at 0x01002F9C 1; no error 2");
         row("", "burn FFFFFF; burn 1FFFF39; burn 1FFFF38", "not fit; not fit; no error 2");
         // Load files, whole and refused.
         row("",
