@@ -108,8 +108,7 @@ bool RecordFile::writeHeader(bool newExlFormat)
 
 bool RecordFile::write(const char* bytes, std::size_t count)
 {
-    if (m_buffered + count > m_buffer.size() &&
-        !writeThrough(m_buffer.data(), std::exchange(m_buffered, 0))) {
+    if (m_buffered + count > m_buffer.size() && !handOver()) {
         return false;
     }
     if (count >= m_buffer.size()) {
@@ -122,12 +121,21 @@ bool RecordFile::write(const char* bytes, std::size_t count)
 
 bool RecordFile::flush()
 {
-    return writeThrough(m_buffer.data(), std::exchange(m_buffered, 0)) && isStillThere();
+    if (!handOver() || !isStillThere()) {
+        return false;
+    }
+#ifdef SYNC_FILE_RANGE_WRITE
+    // So that the last synchronisation has little left to wait for. What fails here fails there
+    // too.
+    constexpr off64_t toTheEnd = 0;
+    static_cast<void>(sync_file_range(m_descriptor, 0, toTheEnd, SYNC_FILE_RANGE_WRITE));
+#endif
+    return true;
 }
 
 bool RecordFile::sync()
 {
-    if (!flush()) {
+    if (!handOver() || !isStillThere()) {
         return false;
     }
     // Two errors are of files that have no disk, such as pipes.
@@ -191,6 +199,11 @@ QString RecordFile::whatIsLeft() const
         return QStringLiteral("The first %1 bytes of the recording are in the file.")
             .arg(traceBytes());
     }
+}
+
+bool RecordFile::handOver()
+{
+    return writeThrough(m_buffer.data(), std::exchange(m_buffered, 0));
 }
 
 bool RecordFile::writeThrough(const char* bytes, std::size_t count)

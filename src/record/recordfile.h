@@ -23,9 +23,9 @@ public:
     bool writeHeader(bool newExlFormat);
     bool write(const char* bytes, std::size_t count);
     /// Hands over to the system what is still kept back, so that a killed program loses none of it,
-    /// and sees that nobody has taken the file away.
+    /// sees that nobody has taken the file away, and starts the writing to the disk.
     bool flush();
-    /// The same, and waits until all of it is on the disk, so that a power cut loses none of it.
+    /// The same, but waits until all of it is on the disk, so that a power cut loses none of it.
     bool sync();
 
     /// Takes everything out again, so that a file that failed leaves room for the next one.
@@ -47,6 +47,7 @@ private:
 
     static constexpr qint64 headerSize = 8;
 
+    bool handOver();
     bool writeThrough(const char* bytes, std::size_t count);
     bool isStillThere();
     QString whatIsLeft() const;
