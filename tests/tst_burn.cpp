@@ -63,7 +63,8 @@ private slots:
         const auto failed = [](const QStringList& steps, const QString& box) {
             return QStringList{"create 1000000 at 1000000 full 0 extra 0 |  -1 burning",
                                "events | Creating Image... -1 burning"} +
-                   steps + QStringList{"Tovalink: " + box, "delete"};
+                   steps +
+                   QStringList{"Tovalink: " + box + " | Creating Image... -1 burning", "delete"};
         };
         const QString damaged = " :\nit is <b>damaged";
         QStringList verified = failed({}, "").mid(0, 2);

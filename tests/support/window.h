@@ -223,10 +223,11 @@ public:
         timer->start(1);
     }
 
-    /// Notes the next message box and clicks one of its buttons, or presses a key.
+    /// Notes the next message box, with the state, and clicks one of its buttons, or presses a key.
     void answer(const QString& button = QStringLiteral("OK"))
     {
         whenShown<QMessageBox>([button](QMessageBox& box) {
+            board.noted.clear();
             board.note(box.windowTitle() + ": " + box.text());
             for (QAbstractButton* each : box.buttons()) {
                 if (each->text().remove('&') == button) {
