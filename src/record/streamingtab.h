@@ -101,6 +101,9 @@ private:
     bool startRecording();
     Outcome readTrace(char* buffer, unsigned int size, unsigned int& bytesRead);
     void endStartedRecording();
+    bool finishRecording(RecordFile& file, const char* bytes, unsigned int count,
+                         std::uint32_t totalBytes);
+    qint64 reportFailedRead(RecordFile& file, std::uint32_t totalBytes);
     void stopAfterFailedWrite(RecordFile& file);
     void reportFailures(const QStringList& failures);
     void rememberRecordFile();

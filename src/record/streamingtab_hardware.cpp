@@ -5,8 +5,8 @@
 #include <QCoreApplication>
 #include <QLabel>
 
-// The final line comes behind stopped() after a failed read and before it otherwise, so each end
-// calls it by hand.
+// Each end calls stopped() by hand: the final line comes after it when a read has failed, and
+// before it otherwise.
 void TOVAStreamingTab::bufferModeRoutine()
 {
     RecordFile file;
@@ -22,22 +22,15 @@ void TOVAStreamingTab::bufferModeRoutine()
     while (true) {
         const Outcome outcome = readTrace(chunk.data(), chunkSize, bytesRead);
         if (outcome == Outcome::Over) {
-            const QString stop = howItStopped();
-            if (!file.write(chunk.data(), bytesRead) || !file.sync()) {
+            if (!finishRecording(file, chunk.data(), bytesRead, totalBytes)) {
                 break;
             }
-            dropClicksOnStop();
-            showRecorded(totalBytes + bytesRead, stop);
-            stopped();
-            file.close();
             return;
         }
         if (outcome == Outcome::Failed) {
-            const bool isOnDisk = file.sync();
-            dropClicksOnStop();
-            reportFailures({m_readFailure, file.failureText()});
+            const qint64 bytesInFile = reportFailedRead(file, totalBytes);
             stopped();
-            showRecorded(isOnDisk ? totalBytes : file.traceBytes(), QStringLiteral("on error"));
+            showRecorded(bytesInFile, QStringLiteral("on error"));
             file.close();
             return;
         }

@@ -6,8 +6,8 @@
 #include <QCoreApplication>
 #include <QLabel>
 
-// The file is closed behind stopped() after a good end and before it after a failure, so each end
-// calls it by hand.
+// Each end calls stopped() by hand: the file is closed after it at a good end, and before it after
+// a failure.
 void TOVAStreamingTab::onTheFlyRoutine()
 {
     RecordFile file;
@@ -22,21 +22,14 @@ void TOVAStreamingTab::onTheFlyRoutine()
     while (true) {
         const Outcome outcome = readTrace(m_readBuffer.data(), readSize, bytesRead);
         if (outcome == Outcome::Over) {
-            const QString stop = howItStopped();
-            if (!file.write(m_readBuffer.data(), bytesRead) || !file.sync()) {
+            if (!finishRecording(file, m_readBuffer.data(), bytesRead, totalBytes)) {
                 break;
             }
-            dropClicksOnStop();
-            showRecorded(totalBytes + bytesRead, stop);
-            stopped();
-            file.close();
             return;
         }
         if (outcome == Outcome::Failed) {
-            const bool isOnDisk = file.sync();
-            dropClicksOnStop();
-            reportFailures({m_readFailure, file.failureText()});
-            showRecorded(isOnDisk ? totalBytes : file.traceBytes(), QStringLiteral("on error"));
+            const qint64 bytesInFile = reportFailedRead(file, totalBytes);
+            showRecorded(bytesInFile, QStringLiteral("on error"));
             file.close();
             stopped();
             return;

@@ -105,6 +105,31 @@ void TOVAStreamingTab::endStartedRecording()
     endStopControl();
 }
 
+/// Ends a recording that is over, with its last bytes; false if the file does not take them.
+bool TOVAStreamingTab::finishRecording(RecordFile& file, const char* bytes, unsigned int count,
+                                       std::uint32_t totalBytes)
+{
+    // A brutal stop that comes with the clicks below comes too late.
+    const QString stop = howItStopped();
+    if (!file.write(bytes, count) || !file.sync()) {
+        return false;
+    }
+    dropClicksOnStop();
+    showRecorded(totalBytes + count, stop);
+    stopped();
+    file.close();
+    return true;
+}
+
+/// Tells why a read has failed, and why the file has if both have; the trace bytes in the file.
+qint64 TOVAStreamingTab::reportFailedRead(RecordFile& file, std::uint32_t totalBytes)
+{
+    const bool isOnDisk = file.sync();
+    dropClicksOnStop();
+    reportFailures({m_readFailure, file.failureText()});
+    return isOnDisk ? totalBytes : file.traceBytes();
+}
+
 /// Ends a recording whose file takes no more bytes, and tells how many are safe.
 void TOVAStreamingTab::stopAfterFailedWrite(RecordFile& file)
 {
