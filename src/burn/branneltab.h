@@ -50,6 +50,7 @@ private:
     void createFileRow(QWidget* group, const QString& name, QComboBox*& combo,
                        void (TOVABrannelTab::*choose)());
     void createBurnButton(QWidget* row);
+    void takeDroppedFiles();
     void setControlsEnabled(bool enabled);
 
     void choseFile(QComboBox& combo, const FileKind& kind);

@@ -1,7 +1,9 @@
 #include "burn/branneltab.h"
 #include "burn/burnprogress.h"
-#include "widgets/plainlabel.h"
+#include "widgets/filedrop.h"
+#include "widgets/readoutlabel.h"
 #include "widgets/recentfiles.h"
+#include "widgets/singlepress.h"
 #include "widgets/spacer.h"
 
 #include <QCheckBox>
@@ -13,7 +15,19 @@
 namespace
 {
 
-constexpr int statusWidth = 150;
+QLabel* createStatusLabel(QWidget* row)
+{
+    constexpr int width = 150;
+    auto* label = new ReadoutLabel(QStringLiteral("Status of the burn"), row);
+    label->setFixedWidth(width);
+    // With a large font the longest status takes two lines, for which a row gives no height later.
+    label->setWordWrap(true);
+    label->ensurePolished();
+    label->setText(QStringLiteral("Creating Image..."));
+    label->setMinimumHeight(label->heightForWidth(width));
+    label->clear();
+    return label;
+}
 
 } // namespace
 
@@ -28,6 +42,14 @@ TOVABrannelTab::TOVABrannelTab(QWidget* parent) : Q3VBox(parent)
     updateComboBoxesFromConfig();
     connect(m_lodComboBox, &QComboBox::textActivated, this, &TOVABrannelTab::lodActivated);
     connect(m_cfpComboBox, &QComboBox::textActivated, this, &TOVABrannelTab::cfpActivated);
+    takeDroppedFiles();
+}
+
+void TOVABrannelTab::takeDroppedFiles()
+{
+    auto* drop = new FileDrop(this);
+    drop->addField(QStringLiteral("lod"), m_lodComboBox);
+    drop->addField(QStringLiteral("cfp"), m_cfpComboBox);
 }
 
 void TOVABrannelTab::createLodGroup()
@@ -60,11 +82,9 @@ void TOVABrannelTab::createFileRow(QWidget* group, const QString& name, QComboBo
 void TOVABrannelTab::createImageInfoGroup()
 {
     auto* group = new Q3VGroupBox(this);
-    m_imageInfoLabel = new PlainLabel(
-        QStringLiteral(
-            "Image Size 16MB, Base Address 0x01000000 (may be overloaded by LOD files)."),
-        group);
-    m_imageInfoLabel->setAccessibleDescription(QStringLiteral("Summary of the flash image"));
+    m_imageInfoLabel = new ReadoutLabel(QStringLiteral("Summary of the flash image"), group);
+    m_imageInfoLabel->setText(QStringLiteral(
+        "Image Size 16MB, Base Address 0x01000000 (may be overloaded by LOD files)."));
 }
 
 void TOVABrannelTab::createVersionGroup()
@@ -75,8 +95,7 @@ void TOVABrannelTab::createVersionGroup()
     button->setToolTip(
         QStringLiteral("Asks the board for its version and shows the answer on the right."));
     connect(button, &QPushButton::clicked, this, &TOVABrannelTab::getVersion);
-    m_versionLabel = new PlainLabel(group);
-    m_versionLabel->setAccessibleDescription(QStringLiteral("Version of the board"));
+    m_versionLabel = new ReadoutLabel(QStringLiteral("Version of the board"), group);
     // A long error must not make the window wider than the screen.
     m_versionLabel->setWordWrap(true);
     m_versionLabel->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
@@ -89,9 +108,7 @@ void TOVABrannelTab::createBurnGroup()
     tighten(*row);
     createBurnButton(row);
     createSpacer(row, QSizePolicy::Minimum);
-    m_statusLabel = new PlainLabel(row);
-    m_statusLabel->setFixedWidth(statusWidth);
-    m_statusLabel->setAccessibleDescription(QStringLiteral("Status of the burn"));
+    m_statusLabel = createStatusLabel(row);
     createSpacer(row, QSizePolicy::Minimum);
     m_verifyCheckBox = new QCheckBox(QStringLiteral("Verify"), row);
     m_verifyCheckBox->setChecked(true);
@@ -117,8 +134,9 @@ void TOVABrannelTab::createBurnButton(QWidget* row)
     // A button has one shortcut: Ctrl+B takes the place of the underlined letter's, which therefore
     // gets one of its own.
     m_burnButton->setShortcut(QKeySequence(QStringLiteral("Ctrl+B")));
-    auto* mnemonic = new QShortcut(QKeySequence::mnemonic(m_burnButton->text()), m_burnButton);
-    mnemonic->setAutoRepeat(false);
+    const QKeySequence mnemonicKeys = QKeySequence::mnemonic(m_burnButton->text());
+    auto* mnemonic = new QShortcut(mnemonicKeys, m_burnButton);
     connect(mnemonic, &QShortcut::activated, m_burnButton, &QPushButton::click);
+    new SinglePress({m_burnButton->shortcut(), mnemonicKeys}, m_burnButton);
     connect(m_burnButton, &QPushButton::clicked, this, &TOVABrannelTab::go);
 }

@@ -3,7 +3,9 @@
 #include "record/pipowidget.h"
 #include "record/sizevalidator.h"
 #include "record/streamingtab.h"
-#include "widgets/plainlabel.h"
+#include "widgets/filedrop.h"
+#include "widgets/numberedit.h"
+#include "widgets/readoutlabel.h"
 #include "widgets/recentfiles.h"
 #include "widgets/spacer.h"
 
@@ -41,11 +43,13 @@ QCheckBox* createCheckBox(const QString& text, const QString& tip, QWidget* pare
     return box;
 }
 
-void limitToHex(QLineEdit* edit, int max)
+QLineEdit* createHexEdit(int max, const QString& taken, QWidget* parent)
 {
+    auto* edit = new NumberEdit(taken, QStringLiteral("0x"), parent);
     auto* validator = new TOVAHexValidator(edit, nullptr);
     validator->changeMaxValue(max);
     edit->setValidator(validator);
+    return edit;
 }
 
 QLineEdit* createAddressRow(const QString& text, const QString& tip, QWidget* group)
@@ -58,10 +62,10 @@ QLineEdit* createAddressRow(const QString& text, const QString& tip, QWidget* gr
     label->setWordWrap(true);
     label->ensurePolished();
     label->setMinimumHeight(label->heightForWidth(addressLabelWidth));
-    auto* edit = new QLineEdit(row);
+    QLineEdit* edit =
+        createHexEdit(anyAddress, QStringLiteral("Up to 8 hexadecimal digits, without 0x"), row);
     edit->setToolTip(tip);
     label->setBuddy(edit);
-    limitToHex(edit, anyAddress);
     return edit;
 }
 
@@ -102,6 +106,8 @@ void TOVAStreamingTab::createRecFileGroup()
             &TOVAStreamingTab::choseRecFile);
     m_recFileCombo = createRecentFilesCombo(name, row);
     m_recFileCombo->setToolTip(QStringLiteral("The file that the trace is recorded into."));
+    auto* drop = new FileDrop(this);
+    drop->addField(QStringLiteral("prf"), m_recFileCombo);
 }
 
 void TOVAStreamingTab::createFilterRow()
@@ -166,11 +172,11 @@ void TOVAStreamingTab::createPxtsTriggerGroup(QWidget* row)
     m_pxtsCustomTagCheck = createCheckBox(
         QStringLiteral("Custom Tag (0x) "),
         QStringLiteral("Lets the PXTS tag in the field on the right end the waiting."), tagRow);
-    m_customTagEdit = new QLineEdit(tagRow);
+    m_customTagEdit = createHexEdit(
+        maxCustomTag, QStringLiteral("Hexadecimal digits, FFFF at most, without 0x"), tagRow);
     m_customTagEdit->setAccessibleName(QStringLiteral("Custom tag in hexadecimal"));
     m_customTagEdit->setToolTip(
         QStringLiteral("The PXTS tag to wait for, in hexadecimal, FFFF at most."));
-    limitToHex(m_customTagEdit, maxCustomTag);
     m_pxtsTriggerGroup->setChecked(false);
 }
 
@@ -211,7 +217,8 @@ void TOVAStreamingTab::createCircularGroup(QWidget* row)
     auto* sizeRow = new Q3HBox(m_circularGroup);
     auto* label = new PlainLabel(QStringLiteral("Size"), sizeRow);
     label->setFixedWidth(sizeLabelWidth);
-    m_bufferSizeEdit = new QLineEdit(sizeRow);
+    m_bufferSizeEdit =
+        new NumberEdit(QStringLiteral("A number of megabytes, from 1 to 64"), QString(), sizeRow);
     m_bufferSizeEdit->setAlignment(Qt::AlignRight);
     m_bufferSizeEdit->setToolTip(
         QStringLiteral("How many megabytes of the trace are kept, from 1 to 64."));
@@ -238,8 +245,7 @@ void TOVAStreamingTab::createRecordingGroup()
         "Ends the recording without an answer from the board and keeps what has arrived."));
     m_brutalStopButton->hide();
     createSpacer<PipoWidget>(row, QSizePolicy::Minimum);
-    m_statusLabel = new PlainLabel(row);
-    m_statusLabel->setAccessibleDescription(QStringLiteral("Status of the recording"));
+    m_statusLabel = new ReadoutLabel(QStringLiteral("Status of the recording"), row);
     createSpacer<PipoWidget>(row, QSizePolicy::Minimum);
     connect(m_brutalStopButton, &QPushButton::clicked, this, &TOVAStreamingTab::brutalStop);
     connect(m_startStopButton, &QPushButton::clicked, this, &TOVAStreamingTab::go);

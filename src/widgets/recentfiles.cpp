@@ -1,16 +1,28 @@
 #include "widgets/recentfiles.h"
 
+#include "widgets/pathedit.h"
 #include "widgets/plainlabel.h"
 
 #include <QComboBox>
-#include <QCompleter>
 #include <QFileInfo>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QStringList>
+#include <QWheelEvent>
 
 namespace
 {
+
+/// Leaves the wheel to whatever can be scrolled: turned over a field that nobody looks at, the
+/// wheel would put another file there.
+class RecentFilesCombo : public QComboBox
+{
+public:
+    using QComboBox::QComboBox;
+
+protected:
+    void wheelEvent(QWheelEvent* event) override { event->ignore(); }
+};
 
 void nameUnseen(QComboBox& combo, const QString& name)
 {
@@ -26,18 +38,17 @@ void nameUnseen(QComboBox& combo, const QString& name)
 
 QComboBox* createRecentFilesCombo(const QString& name, QWidget* parent)
 {
-    auto* combo = new QComboBox(parent);
+    auto* combo = new RecentFilesCombo(parent);
     combo->setObjectName(QStringLiteral("editable combobox"));
     combo->setEditable(true);
+    combo->setLineEdit(new PathEdit(combo));
+    // A completion would change what is typed, or its popup swallow the next click.
+    combo->setCompleter(nullptr);
     nameUnseen(*combo, QStringLiteral("Path of the ") + name);
     // A long path in the list must not make the window wider than the screen.
     combo->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     combo->setMinimumContentsLength(40);
     combo->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-    // The default completion is inline and ignores case, so that typing the name of a new file
-    // could silently pick an old one.
-    combo->completer()->setCompletionMode(QCompleter::PopupCompletion);
-    combo->completer()->setCaseSensitivity(Qt::CaseSensitive);
     return combo;
 }
 

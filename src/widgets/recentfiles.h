@@ -7,8 +7,8 @@ class QPushButton;
 class QWidget;
 
 /// Creates an editable combo box for a path, owned by `parent`: its edit text is the path in use,
-/// its list the recent files. It completes from the list in a popup and never changes what is
-/// typed. `name` is the kind of file, for a screen reader; nothing of it is seen.
+/// its list the recent files. Nothing is completed, and the wheel changes nothing. `name` is the
+/// kind of file, for a screen reader; nothing of it is seen.
 QComboBox* createRecentFilesCombo(const QString& name, QWidget* parent);
 
 /// Creates the "..." button beside it, owned by `parent`; `name` is the kind of file.

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QKeySequence>
+#include <QObject>
+#include <QVector>
+
+class QKeyEvent;
+
+/// Keeps shortcuts from repeating while their keys are held down: a repeated press does nothing,
+/// whatever has the keyboard.
+class SinglePress : public QObject
+{
+public:
+    SinglePress(const QVector<QKeySequence>& shortcuts, QObject* parent);
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    bool isRepeated(const QKeyEvent& press) const;
+
+    QVector<QKeySequence> m_shortcuts;
+    /// When a key was released last, by the clock of the events.
+    quint64 m_released = 0;
+};
