@@ -6,23 +6,32 @@
 
 #include <QApplication>
 #include <QIcon>
+#include <QThreadPool>
+
+#include <cstdlib>
 
 int main(int argc, char* argv[])
 {
     useUnicodeFileNames();
-    doWithoutOpenGl();
-    outliveFailedWrites();
+    useWaylandWithoutX11();
+    scaleWithDisplay();
+    disableOpenGl();
+    ignoreWriteSignals();
     QGuiApplication::setDesktopFileName(QStringLiteral("tovalink"));
-    TerminationSignals termination;
     const QApplication application(argc, argv);
     QApplication::setStyle(createStyle());
     // The only window of its own: closing it ends the event loop.
     TOVAMainWindow window;
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/images/tovalink.png")));
     window.setWindowTitle(QString::fromLatin1(ver));
+    const TerminationSignals termination;
     QObject::connect(&termination, &TerminationSignals::received, &window, &QWidget::close);
-    termination.listen();
     const SessionEnd sessionEnd(window);
     window.show();
-    return QApplication::exec();
+    const int result = QApplication::exec();
+    // All is saved by now, and Qt would wait for ever for a bus that does not answer.
+    if (!QThreadPool::globalInstance()->waitForDone(1000)) {
+        std::_Exit(result);
+    }
+    return result;
 }

@@ -4,6 +4,7 @@
 #include "burn/branneltab.h"
 #include "config/configuration.h"
 #include "record/streamingtab.h"
+#include "shell/sleepinhibitor.h"
 #include "widgets/boxes.h"
 #include "widgets/spacer.h"
 #include "widgets/waitingclicks.h"
@@ -72,6 +73,14 @@ void TOVAMainWindow::connectPages()
     const auto alert = [this] { QApplication::alert(this); };
     connect(m_brannelTab, &TOVABrannelTab::ungreyParentGUI, this, alert);
     connect(m_streamingTab, &TOVAStreamingTab::ungreyParentGUI, this, alert);
+
+    auto* inhibitor = new SleepInhibitor(this);
+    connect(m_brannelTab, &TOVABrannelTab::greyParentGUI, inhibitor,
+            [inhibitor] { inhibitor->begin(QStringLiteral("A board is being burned.")); });
+    connect(m_brannelTab, &TOVABrannelTab::ungreyParentGUI, inhibitor, &SleepInhibitor::end);
+    connect(m_streamingTab, &TOVAStreamingTab::greyParentGUI, inhibitor,
+            [inhibitor] { inhibitor->begin(QStringLiteral("A trace is being recorded.")); });
+    connect(m_streamingTab, &TOVAStreamingTab::ungreyParentGUI, inhibitor, &SleepInhibitor::end);
 }
 
 void TOVAMainWindow::createOptionsMenu()

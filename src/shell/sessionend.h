@@ -5,8 +5,9 @@
 class TOVAMainWindow;
 
 /// Lets the end of the user's session end the program as closing its window does: what was recorded
-/// is saved, and a box that is open still gets its answer. To be created when the application and
-/// the window exist.
+/// is saved, and a box that is open still gets its answer. Nothing ends while the session manager
+/// only asks for what is to be saved, since it may go on or call the end off. To be created when
+/// the application and the window exist.
 class SessionEnd : public QObject
 {
     Q_OBJECT
