@@ -36,7 +36,7 @@ public:
         QDir::setCurrent(m_folder.path());
         board = ScriptedBoard();
         forget();
-        outliveFailedWrites();
+        ignoreWriteSignals();
     }
     ~CleanStart() { QDir::setCurrent(QDir::tempPath()); }
     Q_DISABLE_COPY(CleanStart)
@@ -113,9 +113,7 @@ public:
         : TOVAMainWindow(
               []() -> std::chrono::nanoseconds { return std::chrono::milliseconds(board.now); })
     {
-        while (tabs.tabText(tabs.currentIndex()) != page) {
-            tabs.setCurrentIndex(tabs.currentIndex() + 1);
-        }
+        tabs.setCurrentIndex(tabs.tabText(0) == page ? 0 : 1);
         show();
         activateWindow();
         if (!QTest::qWaitForWindowActive(this)) {
@@ -139,7 +137,7 @@ public:
     }
 
     QTabWidget& tabs = *findChild<QTabWidget*>();
-    TOVABrannelTab& burnPage = *findChild<TOVABrannelTab*>();
+    const QString firstPage = tabs.tabText(tabs.currentIndex());
     TOVAStreamingTab& recordPage = *findChild<TOVAStreamingTab*>();
     QPushButton& burn = get<QPushButton>("Burn!");
     QPushButton& startStop = get<QPushButton>("Start!");
