@@ -1,7 +1,9 @@
 #include "record/streamingtab.h"
 
 #include "config/configuration.h"
+#include "record/pipowidget.h"
 #include "widgets/recentfiles.h"
+#include "widgets/spacer.h"
 #include "widgets/warningbox.h"
 
 #include <QComboBox>
@@ -54,6 +56,22 @@ void rememberFolder(const QString& file)
 }
 
 } // namespace
+
+TOVAStreamingTab::TOVAStreamingTab(QWidget* parent, SteadyClock clock)
+    : Q3VBox(parent),
+      m_clock(clock)
+{
+    createRecFileGroup();
+    createFilterRow();
+    createTriggerRow();
+    createRecordingModeGroup();
+    createSpacer<PipoWidget>(this, QSizePolicy::Expanding);
+    createRecordingGroup();
+    connectModes();
+    createTimers();
+    updateComboBoxFromConfig();
+    connect(m_recFileCombo, &QComboBox::textActivated, this, &TOVAStreamingTab::prfActivated);
+}
 
 TOVAStreamingTab::~TOVAStreamingTab()
 {

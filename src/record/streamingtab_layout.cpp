@@ -80,22 +80,6 @@ QTimer* createSingleShot(QObject* parent)
 
 } // namespace
 
-TOVAStreamingTab::TOVAStreamingTab(QWidget* parent, SteadyClock clock)
-    : Q3VBox(parent),
-      m_clock(clock)
-{
-    createRecFileGroup();
-    createFilterRow();
-    createTriggerRow();
-    createRecordingModeGroup();
-    createSpacer<PipoWidget>(this, QSizePolicy::Expanding);
-    createRecordingGroup();
-    connectModes();
-    createTimers();
-    updateComboBoxFromConfig();
-    connect(m_recFileCombo, &QComboBox::textActivated, this, &TOVAStreamingTab::prfActivated);
-}
-
 void TOVAStreamingTab::createRecFileGroup()
 {
     m_recFileGroup = new Q3VGroupBox(QStringLiteral("Choose destination record file"), this);

@@ -12,7 +12,6 @@
 
 int main(int argc, char* argv[])
 {
-    useUnicodeFileNames();
     useWaylandWithoutX11();
     scaleWithDisplay();
     disableOpenGl();

@@ -33,6 +33,7 @@ TOVAMainWindow::TOVAMainWindow(SteadyClock clock)
     createPages(box, clock);
     createBottomBar(box);
     connectPages();
+    watchWork();
     createOptionsMenu();
 }
 
@@ -69,18 +70,22 @@ void TOVAMainWindow::connectPages()
     connect(m_streamingTab, &TOVAStreamingTab::greyParentGUI, this, &TOVAMainWindow::streamGreyGUI);
     connect(m_streamingTab, &TOVAStreamingTab::ungreyParentGUI, this,
             &TOVAMainWindow::streamUngreyGUI);
-    // A user who looks at another window is called.
-    const auto alert = [this] { QApplication::alert(this); };
-    connect(m_brannelTab, &TOVABrannelTab::ungreyParentGUI, this, alert);
-    connect(m_streamingTab, &TOVAStreamingTab::ungreyParentGUI, this, alert);
+}
 
+/// While a page works the machine does not fall asleep, and when that has ended a user who looks at
+/// another window is called.
+void TOVAMainWindow::watchWork()
+{
     auto* inhibitor = new SleepInhibitor(this);
-    connect(m_brannelTab, &TOVABrannelTab::greyParentGUI, inhibitor,
-            [inhibitor] { inhibitor->begin(QStringLiteral("A board is being burned.")); });
-    connect(m_brannelTab, &TOVABrannelTab::ungreyParentGUI, inhibitor, &SleepInhibitor::end);
-    connect(m_streamingTab, &TOVAStreamingTab::greyParentGUI, inhibitor,
-            [inhibitor] { inhibitor->begin(QStringLiteral("A trace is being recorded.")); });
-    connect(m_streamingTab, &TOVAStreamingTab::ungreyParentGUI, inhibitor, &SleepInhibitor::end);
+    const auto watch = [this, inhibitor](auto* page, const QString& work) {
+        using Page = std::remove_pointer_t<decltype(page)>;
+        connect(page, &Page::greyParentGUI, inhibitor,
+                [inhibitor, work] { inhibitor->begin(work); });
+        connect(page, &Page::ungreyParentGUI, inhibitor, &SleepInhibitor::end);
+        connect(page, &Page::ungreyParentGUI, this, [this] { QApplication::alert(this); });
+    };
+    watch(m_brannelTab, QStringLiteral("A board is being burned."));
+    watch(m_streamingTab, QStringLiteral("A trace is being recorded."));
 }
 
 void TOVAMainWindow::createOptionsMenu()

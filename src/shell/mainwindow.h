@@ -38,6 +38,7 @@ private:
     void createPages(QWidget* box, SteadyClock clock);
     void createBottomBar(QWidget* box);
     void connectPages();
+    void watchWork();
     void createOptionsMenu();
 
     QPushButton* m_resetButton = nullptr;

@@ -5,18 +5,7 @@
 #include <QStyleFactory>
 #include <QtGlobal>
 
-#include <clocale>
 #include <csignal>
-#include <cstring>
-#include <langinfo.h>
-
-void useUnicodeFileNames()
-{
-    static_cast<void>(std::setlocale(LC_ALL, ""));
-    if (std::strcmp(nl_langinfo(CODESET), "ANSI_X3.4-1968") == 0) {
-        qputenv(qEnvironmentVariableIsEmpty("LC_ALL") ? "LC_CTYPE" : "LC_ALL", "C.UTF-8");
-    }
-}
 
 void useWaylandWithoutX11()
 {

@@ -2,10 +2,6 @@
 
 class QStyle;
 
-/// Makes file names with any letter work where the environment asks for no language at all, as a
-/// bare container or a cron job does. To be called before the application object exists.
-void useUnicodeFileNames();
-
 /// Chooses Wayland where that is the only display there is and nothing else was asked for. To be
 /// called before the application object exists.
 void useWaylandWithoutX11();

@@ -3,10 +3,12 @@
 #include <QMimeData>
 #include <QValidator>
 
-NumberEdit::NumberEdit(const QString& taken, const QString& prefix, QWidget* parent)
+#include <utility>
+
+NumberEdit::NumberEdit(QString taken, QString prefix, QWidget* parent)
     : ArrivalEdit(parent),
-      m_taken(taken),
-      m_prefix(prefix)
+      m_taken(std::move(taken)),
+      m_prefix(std::move(prefix))
 {
     connect(this, &QLineEdit::inputRejected, this, [this] { tell(m_taken); });
 }

@@ -9,7 +9,7 @@ class NumberEdit : public ArrivalEdit
 {
 public:
     /// `taken` is that tip; `prefix` is what may stand before a pasted number, as "0x".
-    NumberEdit(const QString& taken, const QString& prefix, QWidget* parent);
+    NumberEdit(QString taken, QString prefix, QWidget* parent);
 
 private:
     void take(const QMimeData& content, bool isDropped) override;
