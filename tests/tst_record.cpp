@@ -1,8 +1,6 @@
 #include "record/refreshclock.h"
 #include "tests/support/window.h"
 
-#include <QMenu>
-
 #include <fcntl.h>
 #include <optional>
 #include <sys/stat.h>
@@ -58,6 +56,12 @@ QString endOf(const QString& mode, int bytes, const QString& stop)
         .arg(QString::number(bytes), stop);
 }
 
+/// A box as it is noted.
+QString told(const QString& text)
+{
+    return "Tovalink: " + text + " | Stop! off, recording";
+}
+
 void press(QWidget& button, QEvent::Type type, int milliseconds)
 {
     const QPointF at = button.rect().center();
@@ -91,91 +95,56 @@ private slots:
         QVERIFY(least >= 5 && least <= counted && counted <= outer.elapsed());
     }
 
-    void refreshesAfterMoreThan200Milliseconds_data()
-    {
-        QTest::addColumn<QString>("mode");
-        // Each is what stands there while the next read goes on.
-        QTest::addColumn<QStringList>("statuses");
-        QTest::newRow("on the fly") << onTheFly
-                                    << QStringList{"before",
-                                                   "Recorded 0 bytes (0 KB/s).",
-                                                   "Recorded 0 bytes (0 KB/s).",
-                                                   "Recorded 1000 bytes (4.85852 KB/s).",
-                                                   "Recorded 33768 bytes (128 KB/s).",
-                                                   "Recorded 33768 bytes (0 KB/s)."};
-        QTest::newRow("ring") << ring
-                              << QStringList{"before",
-                                             "Buffer contains 0 bytes (0 KB/s).",
-                                             "Buffer contains 0 bytes (0 KB/s).",
-                                             "Buffer contains 1000 bytes (4.85852 KB/s).",
-                                             "Buffer contains 33768 bytes (128 KB/s).",
-                                             "Buffer contains 33768 bytes (0 KB/s)."};
-        QTest::newRow("hardware") << hardware
-                                  << QStringList{"before",
-                                                 "Waiting for trigger...",
-                                                 "Waiting for trigger...",
-                                                 "Triggered! Recorded 1000 bytes.",
-                                                 "Triggered! Recorded 33768 bytes.",
-                                                 "Triggered! Recorded 33768 bytes."};
-    }
     void refreshesAfterMoreThan200Milliseconds()
     {
-        QFETCH(QString, mode);
-        RecordWindow window;
-        window.status.setText("before");
-        QStringList seen;
-        QStringList tips;
-        int passes = 0;
-        const auto look = [&] {
-            seen += window.status.text();
-            tips += window.status.toolTip();
-            queue(window, [&] { ++passes; });
-        };
-        window.record(mode, {{"", BRAN_SUCCESS, due, look},
-                             {trace(500), BRAN_SUCCESS, due - 1, look},
-                             {trace(500), BRAN_SUCCESS, 1, look},
-                             {trace(fullRead), BRAN_SUCCESS, 250, look},
-                             {"", BRAN_SUCCESS, due, look},
-                             {"", BRAN_RECORDING_FINISHED, due, look}});
-        QTEST(seen, "statuses");
-        // One more at the end, where a click that is still waiting is taken.
-        QCOMPARE(passes, 6);
+        // What stands there while the next read goes on.
+        const QStringList rates{"0 bytes (0 KB/s).", "0 bytes (0 KB/s).",
+                                "1000 bytes (4.85852 KB/s).", "33768 bytes (128 KB/s).",
+                                "33768 bytes (0 KB/s)."};
+        const QString waiting = "before; Waiting for trigger...; Waiting for trigger...";
+        const QString triggered = "; Triggered! Recorded %1 bytes.";
         const QString room = "are free on the disk of the record file";
-        QCOMPARE(tips.filter(room).size(), mode == onTheFly ? 5 : 0);
-        QCOMPARE(
-            tips.filter(QRegularExpression(room + ", enough for \\d+ (days|h \\d+ min) at")).size(),
-            mode == onTheFly ? 2 : 0);
-        QCOMPARE(window.status.toolTip(), QString());
+        const QRegularExpression time(room + ", enough for \\d+ (days|h \\d+ min) at this rate");
+        for (const auto& [mode, statuses] :
+             {std::pair(onTheFly, "before; Recorded " + rates.join("; Recorded ")),
+              std::pair(ring, "before; Buffer contains " + rates.join("; Buffer contains ")),
+              std::pair(hardware,
+                        waiting + triggered.arg(1000) + triggered.arg(33768).repeated(2))}) {
+            RecordWindow window;
+            window.status.setText("before");
+            QStringList seen;
+            QStringList tips;
+            int passes = 0;
+            const auto look = [&] {
+                seen += window.status.text();
+                tips += window.status.toolTip();
+                queue(window, [&] { ++passes; });
+            };
+            window.record(mode, {{"", BRAN_SUCCESS, due, look},
+                                 {trace(500), BRAN_SUCCESS, due - 1, look},
+                                 {trace(500), BRAN_SUCCESS, 1, look},
+                                 {trace(fullRead), BRAN_SUCCESS, 250, look},
+                                 {"", BRAN_SUCCESS, due, look},
+                                 {"", BRAN_RECORDING_FINISHED, due, look}});
+            QCOMPARE(seen.join("; "), statuses);
+            // One more at the end, where a click that is still waiting is taken.
+            QCOMPARE(passes, 6);
+            QCOMPARE(tips.filter(room).size(), mode == onTheFly ? 5 : 0);
+            QCOMPARE(tips.filter(time).size(), mode == onTheFly ? 2 : 0);
+            QCOMPARE(window.status.toolTip(), QString());
+        }
     }
 
-    void ringKeepsTheLastBytes_data()
+    void ringIsAsLargeAsItSays()
     {
-        QTest::addColumn<QString>("size");
-        QTest::addColumn<int>("first");
-        QTest::addColumn<int>("total");
-        QTest::newRow("exactly full") << "1" << fullRead << megabyte;
-        QTest::newRow("a read crosses the end by one byte") << "1" << 1 << megabyte + 1;
-        QTest::newRow("no size is one megabyte") << "" << 77 << megabyte + 12345;
-        QTest::newRow("the largest size") << "64" << 77 << 64 * megabyte + 12345;
-    }
-    void ringKeepsTheLastBytes()
-    {
-        QFETCH(QString, size);
-        QFETCH(int, first);
-        QFETCH(int, total);
-        const QByteArray bytes = trace(total);
         RecordWindow window;
-        // A larger ring, then the one in question, twice: each holds its own recording only.
-        window.size.setText("2");
-        window.record(ring, {{trace(3 * megabyte)}});
-        window.size.setText(size);
-        window.record(ring, {{bytes.left(first)}, {bytes.mid(first)}});
-        QCOMPARE(window.size.text(), size.isEmpty() ? "1" : size);
-        QVERIFY(contentOf("a.prf") == header + bytes.right(window.size.text().toInt() * megabyte));
-        QCOMPARE(window.status.text(),
-                 QString("Dumped last full buffer. (Stopped Nicely, saved)."));
-        window.record(ring, {{"short"}});
-        QCOMPARE(contentOf("a.prf"), header + "short");
+        for (const auto& [size, megabytes] : {std::pair("64", 64), std::pair("", 1)}) {
+            window.size.setText(size);
+            const QByteArray bytes = trace(megabytes * megabyte + 12345);
+            window.record(ring, {{bytes}});
+            QCOMPARE(window.size.text(), QString::number(megabytes));
+            QVERIFY(contentOf("a.prf") == header + bytes.right(megabytes * megabyte));
+        }
     }
 
     void ringKnowsItIsFullAfter4Gigabytes()
@@ -215,15 +184,12 @@ private slots:
 
     void fullDiskEndsTheRecording_data()
     {
-        QTest::addColumn<QString>("mode");
-        QTest::addColumn<int>("room");
-        QTest::addColumn<bool>("isAnswered");
+        addColumns<QString, int, bool>("mode", "room", "isAnswered");
         for (const QString& mode : {onTheFly, hardware}) {
-            const QByteArray name = mode.toLatin1();
-            QTest::newRow(name + ": in the header") << mode << 4 << true;
-            QTest::newRow(name + ": in the middle of a read") << mode << 40000 << true;
-            QTest::newRow(name + ": with the last bytes") << mode << 50000 + 8 << true;
-            QTest::newRow(name + ": the stop is not answered") << mode << 40000 << false;
+            QTest::addRow("%s: in the header", qPrintable(mode)) << mode << 4 << true;
+            QTest::addRow("%s: in a read", qPrintable(mode)) << mode << 40000 << true;
+            QTest::addRow("%s: in the last bytes", qPrintable(mode)) << mode << 50008 << true;
+            QTest::addRow("%s: no answer", qPrintable(mode)) << mode << 40000 << false;
         }
     }
     void fullDiskEndsTheRecording()
@@ -245,9 +211,10 @@ private slots:
         window.answer();
         withLimit(RLIMIT_FSIZE, rlim_t(room), [&] { window.record(mode, reads); });
         const int safe = std::max(room - 8, 0);
-        const QString box = "Tovalink: Cannot write a.prf: File too large. The first %1 bytes of "
-                            "the recording are in the file. | Stop! off, recording";
-        QCOMPARE(board.journal.last(), box.arg(safe));
+        QCOMPARE(board.journal.last(),
+                 told("Cannot write a.prf: File too large. The first %1 bytes "
+                      "of the recording are in the file.")
+                     .arg(safe));
         QCOMPARE(board.journal.filter("stop").size(), room > 50000 ? 0 : 1);
         QCOMPARE(window.status.text(), endOf(mode, safe, "on error"));
         QCOMPARE(window.state(), QString("Start!"));
@@ -273,57 +240,42 @@ private slots:
         QCOMPARE(board.reads.size(), 1U);
     }
 
-    void bothReasonsAreTold()
+    void eachReasonIsTold()
     {
         for (const QString& mode : {onTheFly, hardware}) {
-            RecordWindow window;
-            board.journal.clear();
-            window.answer();
-            window.whenShown<QMessageBox>([&](QMessageBox&) { window.answer(); });
-            withLimit(RLIMIT_FSIZE, 10, [&] {
-                window.record(mode, {{"trace"}, {"lost", ScriptedBoard::failure}});
-            });
-            QCOMPARE(board.journal.mid(1),
-                     (QStringList{"Tovalink: it is <b>damaged | Stop! off, recording",
-                                  "Tovalink: Cannot write a.prf: File too large. The first 2 bytes "
-                                  "of the recording are in the file. | Stop! off, recording"}));
-            QCOMPARE(window.status.text(), endOf(mode, 2, "on error"));
-        }
-    }
-
-    void lateFailureIsToldBeforeTheEnd()
-    {
-        for (const QString& mode : {onTheFly, hardware}) {
-            RecordWindow window;
-            board.journal.clear();
+            const auto record = [mode = mode](int room, const Read& read, const QString& boxes,
+                                              int safe) {
+                RecordWindow window;
+                board.journal.clear();
+                window.answer();
+                window.whenShown<QMessageBox>([&](QMessageBox&) { window.answer(); });
+                withLimit(RLIMIT_FSIZE, rlim_t(room), [&] {
+                    window.record(mode, {{"trace"}, read});
+                });
+                QCOMPARE(board.journal.mid(1).join("; "), boxes);
+                QCOMPARE(window.status.text(), endOf(mode, safe, "on error"));
+                QCOMPARE(window.state(), QString("Start!"));
+            };
+            const QString full = "Cannot write a.prf: File too large. The first 2 bytes of the "
+                                 "recording are in the file.";
+            record(10, {"lost", ScriptedBoard::failure},
+                   told("it is <b>damaged") + "; " + told(full), 2);
+            record(1000, {"", BRAN_SUCCESS, 0, [] { board.brutalStop(); }, 32769},
+                   told("The board library reported 32769 bytes, which is more than it was asked "
+                        "for. They were not recorded."),
+                   5);
             board.onSync = [] { return false; };
-            window.answer();
-            window.record(mode, {{"trace"}});
-            QCOMPARE(board.journal.mid(1),
-                     QStringList{"Tovalink: Cannot write a.prf to its end: Disk quota exceeded. "
-                                 "Its last bytes may be missing. | Stop! off, recording"});
-            QCOMPARE(window.status.text(), endOf(mode, 5, "on error"));
-            QCOMPARE(window.state(), QString("Start!"));
-        }
-    }
-
-    void impossibleReadIsToldInABrutalStopToo()
-    {
-        for (const QString& mode : {onTheFly, hardware, ring}) {
-            RecordWindow window;
-            board.journal.clear();
-            window.answer();
-            window.record(mode,
-                          {{"", BRAN_SUCCESS, 0, [&] { window.recordPage.brutalStop(); }, 32769}});
-            QCOMPARE(board.journal.filter("reported 32769 bytes").size(), 1);
-            QVERIFY(window.status.text().endsWith("(Stopped on error!)"));
+            record(1000, {"", BRAN_RECORDING_FINISHED},
+                   told("Cannot write a.prf to its end: Disk quota exceeded. Its last bytes may be "
+                        "missing."),
+                   5);
+            board.onSync = nullptr;
         }
     }
 
     void fileThatIsTakenAway_data()
     {
-        QTest::addColumn<QString>("how");
-        QTest::addColumn<QString>("reason");
+        addColumns<QString, QString>("how", "reason");
         const QString gone = "somebody has deleted or replaced it";
         QTest::newRow("deleted") << "deleted" << gone;
         QTest::newRow("replaced") << "replaced" << gone;
@@ -336,28 +288,26 @@ private slots:
     {
         QFETCH(QString, how);
         QFETCH(QString, reason);
+        const auto take = [&] {
+            if (how == "deleted" || how == "emptied") {
+                how == "deleted" ? QFile::remove("a.prf") : QFile::resize("a.prf", 0);
+            } else if (how == "renamed") {
+                QFile::rename("a.prf", "b.prf");
+            } else {
+                writeFile("other", "other");
+                ::rename("other", "a.prf");
+            }
+        };
+        const bool isLost = !reason.isEmpty();
         for (const QString& mode : {onTheFly, hardware}) {
             RecordWindow window;
             QFile::remove("b.prf");
-            board.journal.clear();
             window.answer();
-            window.record(mode, {{"one", BRAN_SUCCESS, due},
-                                 {"two", BRAN_SUCCESS, due, [&] {
-                                      if (how == "deleted" || how == "renamed") {
-                                          how == "deleted" ? QFile::remove("a.prf")
-                                                           : QFile::rename("a.prf", "b.prf");
-                                      } else if (how == "emptied") {
-                                          QFile::resize("a.prf", 0);
-                                      } else {
-                                          writeFile("b.prf", "other");
-                                          ::rename("b.prf", "a.prf");
-                                      }
-                                  }}});
-            const bool isLost = !reason.isEmpty();
-            const QString box = "Tovalink: Cannot write a.prf: %1. That file does not hold the "
-                                "recording. | Stop! off, recording";
-            QCOMPARE(board.journal.value(2), isLost ? box.arg(reason) : QString());
-            QCOMPARE(board.journal.filter("stop").size(), isLost ? 1 : 0);
+            window.record(mode, {{"one", BRAN_SUCCESS, due}, {"two", BRAN_SUCCESS, due, take}});
+            const QString box =
+                told("Cannot write a.prf: %1. That file does not hold the recording.").arg(reason);
+            QCOMPARE(board.journal.last() == box, isLost);
+            QCOMPARE(board.journal.contains("stop"), isLost);
             QCOMPARE(window.status.text(),
                      isLost ? endOf(mode, 0, "on error") : endOf(mode, 6, "Nicely"));
             QCOMPARE(contentOf("b.prf"), isLost ? QByteArray() : header + "onetwo");
@@ -366,14 +316,13 @@ private slots:
 
     void pipe_data()
     {
-        QTest::addColumn<QString>("reader");
-        QTest::addColumn<QString>("reason");
+        addColumns<QString, QString>("reader", "reason");
         QTest::newRow("takes all") << "takes all"
                                    << "";
         QTest::newRow("goes away") << "goes away"
                                    << "its reader is gone. The first 393216 bytes";
-        QTest::newRow("takes nothing") << "takes nothing"
-                                       << "nobody has read from it for two seconds. The first 10";
+        QTest::newRow("waits") << "waits"
+                               << "nobody has read from it for two seconds. The first ";
     }
     void pipe()
     {
@@ -381,33 +330,25 @@ private slots:
         QFETCH(QString, reason);
         RecordWindow window;
         QCOMPARE(mkfifo("pipe", S_IRWXU), 0);
-        const int descriptor = ::open("pipe", O_RDONLY | O_NONBLOCK);
         QFile pipe;
-        QVERIFY(pipe.open(descriptor, QIODevice::ReadOnly, QFile::AutoCloseHandle));
+        QVERIFY(pipe.open(::open("pipe", O_RDONLY | O_NONBLOCK), QIODevice::ReadOnly,
+                          QFile::AutoCloseHandle));
         QByteArray taken;
-        const QByteArray bytes = trace(1200000);
-        std::deque<Read> reads;
-        for (int at = 0; at < bytes.size(); at += 400000) {
-            reads.push_back({bytes.mid(at, 400000), BRAN_SUCCESS, due, [&] {
-                                 reader == "goes away" ? pipe.close() : void();
-                                 taken += reader == "takes all" ? pipe.readAll() : QByteArray();
-                             }});
-        }
+        const Read read{trace(400000), BRAN_SUCCESS, due, [&] {
+                            reader == "goes away" ? pipe.close() : void();
+                            taken += reader == "takes all" ? pipe.readAll() : QByteArray();
+                        }};
         window.file.setEditText("pipe");
         window.answer();
-        window.record(onTheFly, reads);
-        if (reason.isEmpty()) {
-            QVERIFY(taken + pipe.readAll() == header + bytes);
-            QCOMPARE(window.status.text(), endOf(onTheFly, 1200000, "Nicely"));
-        } else {
-            QCOMPARE(board.journal.filter("Tovalink: Cannot write pipe: " + reason).size(), 1);
-        }
+        window.record(onTheFly, {read, read, read});
+        QCOMPARE(board.journal.filter("Tovalink: Cannot write pipe: " + reason).size(),
+                 reason.isEmpty() ? 0 : 1);
+        QVERIFY(!reason.isEmpty() || taken + pipe.readAll() == header + read.bytes.repeated(3));
     }
 
     void unsavedRingStaysInMemory_data()
     {
-        QTest::addColumn<QString>("file");
-        QTest::addColumn<QString>("problem");
+        addColumns<QString, QString>("file", "problem");
         const QString saved =
             " Nothing has been saved there; all of the recording is still in memory.";
         QTest::newRow("a folder") << "."
@@ -423,7 +364,6 @@ private slots:
     {
         QFETCH(QString, file);
         QFETCH(QString, problem);
-        const QString chosen = QDir::currentPath() + "/b";
         RecordWindow window;
         window.file.setEditText(file);
         board.onSync = [&] { return window.file.currentText() != "a.prf"; };
@@ -432,20 +372,20 @@ private slots:
         window.whenShown<QFileDialog>([&](QFileDialog& dialog) {
             dialog.reject();
             window.answer("Chose again");
-            window.choose(chosen);
+            window.choose(QDir::currentPath() + "/b");
         });
         window.record(ring, {{trace(20000)}});
         const QString box = "TOVAlink: " + problem + " | Stop! off, recording";
-        QCOMPARE(board.journal, (QStringList{"start | Stop! off, 1000, recording", box, box}));
+        QCOMPARE(board.journal.mid(1), (QStringList{box, box}));
         QCOMPARE(contentOf("b.prf"), header + trace(20000));
         QCOMPARE(window.status.text(), endOf(ring, 20000, "Nicely"));
-        QCOMPARE(TOVAConfiguration::m_lastPrfFiles.first(), chosen + ".prf");
+        QCOMPARE(TOVAConfiguration::m_lastPrfFiles.first(), QDir::currentPath() + "/b.prf");
         QCOMPARE(contentOf("a.prf"), QByteArray());
 
         // The countdown goes on while the user is asked, but cannot change how it has ended.
         window.file.setEditText(file);
         window.whenShown<QMessageBox>([&](QMessageBox&) {
-            window.recordPage.brutalStop();
+            board.brutalStop();
             window.answer("Esc");
         });
         window.record(ring, {{"dropped"}});
@@ -455,13 +395,10 @@ private slots:
 
     void stops_data()
     {
-        QTest::addColumn<QString>("mode");
-        QTest::addColumn<bool>("isProtected");
-        // What happens while each read goes on: a click, data that arrives, a timer that ends.
-        QTest::addColumn<QString>("steps");
-        // The board's calls and those steps; behind a |, the state before the step.
-        QTest::addColumn<QString>("journal");
-        QTest::addColumn<QString>("end");
+        // What happens while each read goes on: a click, data that arrives, a timer that ends. In
+        // the journal, the board's calls and those steps; behind a |, the state before the step.
+        addColumns<QString, bool, QString, QString, QString>("mode", "isProtected", "steps",
+                                                             "journal", "end");
         const QString start = "start | Stop!, recording; ";
         const QString asked = start + "click; stop; ";
         const QString counting = " | Stop! off, Brutal stop in %1 seconds!, 1000, recording; ";
@@ -506,22 +443,21 @@ private slots:
         RecordWindow window;
         std::deque<Read> reads;
         for (const QString& step : steps.split(' ')) {
-            reads.push_back({step == "data" ? "x" : "", BRAN_SUCCESS, due, [&window, step] {
-                                 board.note(step);
-                                 window.expire(step.toInt());
-                                 if (step == "forced") {
-                                     window.startStop.setEnabled(true);
-                                 }
-                                 if (step == "click" || step == "forced") {
-                                     click(window.startStop);
-                                 } else if (step == "brutal") {
-                                     window.brutalStop.click();
-                                 }
-                             }});
+            const auto act = [&window, step] {
+                board.note(step);
+                window.expire(step.toInt());
+                if (step == "forced") {
+                    window.startStop.setEnabled(true);
+                }
+                if (step == "click" || step == "forced") {
+                    click(window.startStop);
+                } else if (step == "brutal") {
+                    click(window.brutalStop);
+                }
+            };
+            reads.push_back({step == "data" ? "x" : "", BRAN_SUCCESS, due, act});
         }
-        if (end.contains("Brutally")) {
-            reads.push_back({"never read"});
-        }
+        reads.push_back({"", BRAN_RECORDING_FINISHED});
         window.record(mode, reads);
         QCOMPARE(board.journal, journal.split("; "));
         QCOMPARE(window.status.text(), end);
@@ -545,85 +481,71 @@ private slots:
 
     void clicksBehindTheEnd_data()
     {
-        QTest::addColumn<bool>("isProtected");
-        // The presses that follow the one which has ended the recording.
-        QTest::addColumn<QString>("presses");
-        QTest::addColumn<int>("starts");
-        QTest::newRow("double click") << true << "double 100" << 0;
-        QTest::newRow("triple click") << true << "double 100, press 200" << 0;
-        QTest::newRow("four clicks") << true << "double 100, press 200, double 300, press 400" << 0;
-        QTest::newRow("double click, and one later") << true << "double 100, press 2000" << 1;
-        QTest::newRow("a quick click") << true << "press 1" << 1;
-        QTest::newRow("a key") << true << "space" << 1;
-        QTest::newRow("a double click, without protection") << false << "double 100" << 1;
+        // The presses that follow the one which has ended the recording, double ones behind a 2.
+        addColumns<bool, QString, int>("isProtected", "presses", "starts");
+        QTest::newRow("double click") << true << "2@100" << 0;
+        QTest::newRow("triple click") << true << "2@100 1@200" << 0;
+        QTest::newRow("four clicks") << true << "2@100 1@200 2@300 1@400" << 0;
+        QTest::newRow("double click, and one later") << true << "2@100 1@2000" << 1;
+        QTest::newRow("quick click") << true << "1@1" << 1;
+        QTest::newRow("key") << true << "" << 1;
+        QTest::newRow("double click, without protection") << false << "2@100" << 1;
     }
     void clicksBehindTheEnd()
     {
         QFETCH(bool, isProtected);
         QFETCH(QString, presses);
-        TOVAConfiguration::m_isDoubleClickedProtected = isProtected;
         RecordWindow window;
+        QAction* protect = window.findChild<QMenu*>()->actions().constFirst();
+        QVERIFY(protect->isChecked());
+        isProtected ? void() : protect->trigger();
         window.record(onTheFly, {{"trace"}});
-        for (const QString& each : presses.split(", ")) {
-            if (each == "space") {
-                QTest::keyClick(&window.startStop, Qt::Key_Space);
-            } else {
-                press(window.startStop,
-                      each.startsWith("double") ? QEvent::MouseButtonDblClick
-                                                : QEvent::MouseButtonPress,
-                      each.section(' ', 1).toInt());
-            }
+        for (const QString& each : presses.split(' ', Qt::SkipEmptyParts)) {
+            press(window.startStop,
+                  each.startsWith('2') ? QEvent::MouseButtonDblClick : QEvent::MouseButtonPress,
+                  each.mid(2).toInt());
+        }
+        if (presses.isEmpty()) {
+            QTest::keyClick(&window.startStop, Qt::Key_Space);
         }
         QTEST(board.journal.filter("start").size() - 1, "starts");
+        QCOMPARE(board.journal.first().contains("Stop! off, 1000"), isProtected);
     }
 
     void optionsBecomeTheConfiguration_data()
     {
-        QTest::addColumn<QStringList>("checked");
-        QTest::addColumn<QString>("typed");
         // mode | exl, standard, custom, gap | start | end | tag, gap | cpu | masks, gap
-        QTest::addColumn<QString>("configuration");
-        const QString start = "Start Address (0x)=1000, End Address (0x)=ffffFFFF";
-        const QString tag = "Custom tag in hexadecimal=1A2B";
-        const QString customTag = "Custom Tag (0x) ";
+        addColumns<QStringList, QString>("checked", "configuration");
+        const QString tag = "Custom Tag (0x) ";
         QTest::newRow("as it starts")
-            << QStringList() << ""
-            << "01000000 00000000 00000000 00000000 00000000 01000000 00000000";
-        QTest::newRow("XCPU rejected")
-            << QStringList{"XCPU"} << ""
-            << "01000000 00000000 00000000 00000000 00000000 01000000 40400000";
-        QTest::newRow("BCPU rejected, hardware")
-            << QStringList{"BCPU", hardware} << ""
-            << "00000000 00000000 00000000 00000000 00000000 00000000 40400000";
-        QTest::newRow("both, on the fly")
-            << QStringList{"XCPU", "BCPU", onTheFly} << ""
-            << "01000000 00000000 00000000 00000000 00000000 00000000 00000000";
-        QTest::newRow("EXL trigger")
-            << QStringList{"EXL Trigger"} << start
-            << "01000000 01000000 00100000 FFFFFFFF 00000000 01000000 00000000";
-        QTest::newRow("fields without a trigger")
-            << QStringList{customTag} << start + ", " + tag
-            << "01000000 00000000 00100000 FFFFFFFF 2B1A0000 01000000 00000000";
-        QTest::newRow("PXTS trigger")
-            << QStringList{"PXTS Trigger"} << ""
-            << "01000000 00010000 00000000 00000000 00000000 01000000 00000000";
-        QTest::newRow("PXTS trigger by a tag too")
-            << QStringList{"PXTS Trigger", customTag} << tag
-            << "01000000 00010100 00000000 00000000 2B1A0000 01000000 00000000";
+            << QStringList() << "01000000 00000000 00100000 FFFFFFFF 2B1A0000 01000000 00000000";
+        QTest::newRow("XCPU rejected") << QStringList{"XCPU", tag}
+                                       << "01000000 00000000 00100000 FFFFFFFF 2B1A0000 01000000 "
+                                          "40400000";
+        QTest::newRow("BCPU rejected") << QStringList{"BCPU", hardware}
+                                       << "00000000 00000000 00100000 FFFFFFFF 2B1A0000 00000000 "
+                                          "40400000";
+        QTest::newRow("both") << QStringList{"XCPU", "BCPU", onTheFly, "EXL Trigger"}
+                              << "01000000 01000000 00100000 FFFFFFFF 2B1A0000 00000000 00000000";
+        QTest::newRow("standard") << QStringList{"PXTS Trigger"}
+                                  << "01000000 00010000 00100000 FFFFFFFF 2B1A0000 01000000 "
+                                     "00000000";
+        QTest::newRow("tag too")
+            << QStringList{"PXTS Trigger", tag}
+            << "01000000 00010100 00100000 FFFFFFFF 2B1A0000 01000000 00000000";
     }
     void optionsBecomeTheConfiguration()
     {
         QFETCH(QStringList, checked);
-        QFETCH(QString, typed);
         QFETCH(QString, configuration);
         RecordWindow window;
+        window.get<QLineEdit>("Start Address (0x)").setText("1000");
+        window.get<QLineEdit>("End Address (0x)").setText("ffffFFFF");
+        window.get<QLineEdit>("Custom tag in hexadecimal").setText("1A2b");
         for (QWidget* each : window.recordPage.findChildren<QWidget*>()) {
             if (checked.contains(nameOf(*each))) {
                 each->setProperty("checked", true);
             }
-        }
-        for (const QString& field : typed.split(", ", Qt::SkipEmptyParts)) {
-            window.get<QLineEdit>(field.section('=', 0, 0)).setText(field.section('=', 1));
         }
         click(window.startStop);
         const QByteArray seen(reinterpret_cast<const char*>(&board.config), sizeof board.config);
@@ -643,19 +565,6 @@ private slots:
             }
             QTest::keyClick(&window.get<QGroupBox>(toggled), Qt::Key_Space);
             checked = toggled;
-        }
-    }
-
-    void protectionIsSwitchedInTheMenu()
-    {
-        RecordWindow window;
-        QAction* protect = window.findChild<QMenu*>()->actions().constFirst();
-        for (const bool isOn : {true, false, true}) {
-            QCOMPARE(protect->isChecked(), isOn);
-            board.journal.clear();
-            click(window.startStop);
-            QCOMPARE(board.journal.first().contains("Stop! off, 1000"), isOn);
-            protect->trigger();
         }
     }
 

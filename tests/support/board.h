@@ -53,6 +53,8 @@ struct ScriptedBoard {
     int delivered = 0;
     BRAN_RECORD_CONFIG_T config = {};
     std::function<void()> onStop;
+    /// The window's own brutal stop.
+    std::function<void()> brutalStop;
 
     /// The scripted clock, in milliseconds.
     qint64 now = 0;

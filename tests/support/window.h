@@ -7,18 +7,8 @@
 #include "shell/startup.h"
 #include "tests/support/board.h"
 
-#include <QAccessible>
-#include <QComboBox>
-#include <QFileDialog>
-#include <QGroupBox>
-#include <QLabel>
-#include <QLineEdit>
-#include <QMessageBox>
-#include <QPushButton>
-#include <QTabWidget>
-#include <QTemporaryDir>
-#include <QTimer>
 #include <QtTest>
+#include <QtWidgets>
 
 #include <sys/resource.h>
 
@@ -78,6 +68,13 @@ void withLimit(__rlimit_resource resource, rlim_t bytes, Act act)
     setrlimit(resource, &before);
 }
 
+/// Adds the columns of a test's table.
+template <class... Types, class... Names>
+void addColumns(Names... names)
+{
+    (QTest::addColumn<Types>(names), ...);
+}
+
 /// What a screen reader calls a control. A combo box is called by its label, a label by what it is
 /// for.
 inline QString nameOf(QWidget& widget)
@@ -120,6 +117,7 @@ public:
             qFatal("The window does not become active.");
         }
         board.state = [this] { return state(); };
+        board.brutalStop = [this] { recordPage.brutalStop(); };
     }
     ~Window() override { board.state = nullptr; }
     Q_DISABLE_COPY(Window)
