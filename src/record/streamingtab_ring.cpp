@@ -182,16 +182,13 @@ bool TOVAStreamingTab::writeRing(const Ring& ring, RecordFile& file)
 /// Asks whether the recording, which is still in memory, is to be saved in another file.
 bool TOVAStreamingTab::askForAnotherFile(const QString& problem)
 {
-    while (true) {
-        QMessageBox box(QMessageBox::Warning, QStringLiteral("TOVAlink"), problem,
-                        QMessageBox::NoButton, this);
-        auto* choseAgain = box.addButton(QStringLiteral("Chose again"), QMessageBox::AcceptRole);
-        auto* cancel = box.addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
-        box.setDefaultButton(choseAgain);
-        box.setEscapeButton(cancel);
-        showBox(box);
-        if (box.clickedButton() == choseAgain || box.clickedButton() == cancel) {
-            return box.clickedButton() == choseAgain;
-        }
-    }
+    QMessageBox box(QMessageBox::Warning, QStringLiteral("TOVAlink"), problem,
+                    QMessageBox::NoButton, this);
+    auto* choseAgain = box.addButton(QStringLiteral("Chose again"), QMessageBox::AcceptRole);
+    auto* cancel = box.addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
+    box.setDefaultButton(choseAgain);
+    box.setEscapeButton(cancel);
+    showBox(box);
+    // Only this answer drops the recording.
+    return box.clickedButton() != cancel;
 }
