@@ -2,11 +2,6 @@
 #include "shell/terminationsignals.h"
 #include "tests/support/window.h"
 
-#include <QCheckBox>
-#include <QMenuBar>
-#include <QProgressBar>
-#include <QSessionManager>
-
 #include <csignal>
 #include <optional>
 #include <sys/wait.h>
@@ -275,17 +270,12 @@ QByteArray killed(Program program, int round)
     return all.value(all.size() - 2);
 }
 
-void writeLine(int descriptor, const QByteArray& line)
-{
-    static_cast<void>(::write(descriptor, line + '\n', line.size() + 1));
-}
-
 /// Records for ever and says at each refresh how much has been recorded.
 int recordForEver(int descriptor)
 {
     return run([descriptor](Window& window) {
         std::function<void()> again = [&] {
-            writeLine(descriptor, window.status.text().section(' ', 1, 1).toLatin1());
+            dprintf(descriptor, "%s\n", qPrintable(window.status.text().section(' ', 1, 1)));
             board.reads.insert(board.reads.end(), 40, {counted});
             board.reads.push_back({"", BRAN_SUCCESS, due});
             board.reads.push_back({"", BRAN_SUCCESS, 0, again});
@@ -300,7 +290,7 @@ int saveForEver(int descriptor)
     for (int round = 0;; ++round) {
         Store::addLastLod(QString(1 + round % 3000, QLatin1Char('x')), true);
         if (Store::dumpConfig() && round == 0) {
-            writeLine(descriptor, "saved");
+            dprintf(descriptor, "saved\n");
         }
     }
 }
@@ -321,8 +311,7 @@ private slots:
 
     void endsWithNothingLost_data()
     {
-        QTest::addColumn<int>("moment");
-        QTest::addColumn<QString>("way");
+        addColumns<int, QString>("moment", "way");
         for (int moment = 0; moment < int(moments.size()); ++moment) {
             for (auto way = ways.keyBegin(); way != ways.keyEnd(); ++way) {
                 QTest::addRow("%s, %s", moments.at(moment).name, qPrintable(*way))
@@ -407,8 +396,7 @@ private slots:
     // Last, as the programs above need an application of their own.
     void startsAsItIsRead_data()
     {
-        QTest::addColumn<QString>("page");
-        QTest::addColumn<QString>("text");
+        addColumns<QString, QString>("page", "text");
         QTest::newRow("burn")
             << "Burn Flash"
             << "Choose main lod file {Browse for the main lod file | Path of the main lod file []} "

@@ -1,9 +1,5 @@
 #include "tests/support/window.h"
 
-#include <QClipboard>
-#include <QMimeData>
-#include <QToolTip>
-
 #include <fcntl.h>
 #include <optional>
 #include <sys/stat.h>
@@ -94,9 +90,7 @@ private slots:
 
     void recentFilesStayShortAndOrdered_data()
     {
-        QTest::addColumn<QString>("added");
-        QTest::addColumn<bool>("prepend");
-        QTest::addColumn<QString>("kept");
+        addColumns<QString, bool, QString>("added", "prepend", "kept");
         QTest::newRow("the file used last comes first") << "a b" << true << "b a";
         QTest::newRow("a file used again moves to the front") << "a b a" << true << "a b";
         QTest::newRow("a sixth file pushes the oldest out") << "a b c d e f" << true << "f e d c b";
@@ -147,9 +141,7 @@ private slots:
 
     void readsUpToTheFirstError_data()
     {
-        QTest::addColumn<QByteArray>("text");
-        QTest::addColumn<bool>("isWellFormed");
-        QTest::addColumn<QString>("kept");
+        addColumns<QByteArray, bool, QString>("text", "isWellFormed", "kept");
         const QByteArray good = "<x><lastcfp path='good'/>";
         QTest::newRow("any root, any depth, other elements")
             << QByteArray("<x><y><lastcfp path='a'/></y><z path='b'/><LASTCFP path='c'/></x>")
@@ -184,8 +176,7 @@ private slots:
 
     void writesAllOrTellsThatItDidNot_data()
     {
-        QTest::addColumn<bool>("diskIsFull");
-        QTest::addColumn<bool>("folderIsReadOnly");
+        addColumns<bool, bool>("diskIsFull", "folderIsReadOnly");
         QTest::newRow("replaced") << false << false;
         QTest::newRow("full disk, old file kept") << true << false;
         QTest::newRow("read-only folder, written in place") << false << true;
@@ -195,30 +186,28 @@ private slots:
     {
         QFETCH(bool, diskIsFull);
         QFETCH(bool, folderIsReadOnly);
-        const QByteArray name = "tovaconfig.cfg";
-        const QByteArray here = QDir::currentPath().toLocal8Bit();
         constexpr uid_t user = 65534;
         const bool isRoot = geteuid() == 0;
-        QVERIFY(writeFile(name, "old"));
-        QCOMPARE(::chmod(name, 0646), 0);
-        // Root saves without taking the file away from its user; permissions do not bind root.
-        QVERIFY(!isRoot || ::chown(name, user, user) == 0);
-        QCOMPARE(::chmod(here, folderIsReadOnly ? 0555 : 0777), 0);
+        // Root does not take the file away from its user; and permissions do not bind root.
+        QVERIFY(writeFile("tovaconfig.cfg", "old") && ::chmod("tovaconfig.cfg", 0646) == 0);
+        QVERIFY(!isRoot || ::chown("tovaconfig.cfg", user, user) == 0);
+        QVERIFY(::chmod(".", folderIsReadOnly ? 0555 : 0777) == 0);
         QVERIFY(!isRoot || !folderIsReadOnly || seteuid(user) == 0);
         Store::addLastLod("/new.lod", true);
         bool isWritten = false;
         withLimit(RLIMIT_FSIZE, diskIsFull ? 64 : 1 << 20,
                   [&] { isWritten = Store::dumpConfig(); });
         QVERIFY(!isRoot || seteuid(0) == 0);
-        QCOMPARE(::chmod(here, 0777), 0);
+        QVERIFY(::chmod(".", 0777) == 0);
         QCOMPARE(isWritten, !diskIsFull);
-        QCOMPARE(contentOf(name).contains("/new.lod"), isWritten);
-        QCOMPARE(contentOf(name) == "old", diskIsFull && !folderIsReadOnly);
-        QCOMPARE(QDir().entryList(QDir::Files), QStringList(name));
+        const QByteArray content = contentOf("tovaconfig.cfg");
+        QCOMPARE(content.contains("/new.lod"), isWritten);
+        QCOMPARE(content == "old", diskIsFull && !folderIsReadOnly);
         struct stat status = {};
-        QCOMPARE(::stat(name, &status), 0);
+        QCOMPARE(::stat("tovaconfig.cfg", &status), 0);
         QCOMPARE(status.st_mode & 0777, mode_t(0646));
         QVERIFY(!isRoot || status.st_uid == user);
+        QCOMPARE(QDir().entryList(QDir::Files), QStringList("tovaconfig.cfg"));
     }
 
     void pipeAsStoreHoldsNothingUp()
@@ -282,10 +271,7 @@ private slots:
 
     void chosenOneIsShown_data()
     {
-        QTest::addColumn<QString>("edit");
-        QTest::addColumn<int>("entry");
-        QTest::addColumn<QString>("file");
-        QTest::addColumn<QString>("shown");
+        addColumns<QString, int, QString, QString>("edit", "entry", "file", "shown");
         QTest::newRow("a new one") << "" << -1 << "new ü.suffix"
                                    << "new ü.suffix";
         QTest::newRow("a recent one") << "" << -1 << "old.suffix"
@@ -333,10 +319,7 @@ private slots:
 
     void recordFileIsReplacedOnlyIfTheUserSaysSo_data()
     {
-        QTest::addColumn<QString>("typed");
-        QTest::addColumn<QString>("existing");
-        QTest::addColumn<QString>("answer");
-        QTest::addColumn<QString>("question");
+        addColumns<QString, QString, QString, QString>("typed", "existing", "answer", "question");
         const QString exists = "%1 already exists.\nDo you want to replace it?";
         QTest::newRow("another name") << "a"
                                       << "a"
@@ -381,45 +364,36 @@ private slots:
                  answer.isEmpty() || answer == "Yes" ? here + typed + ".prf" : QString());
     }
 
-    void fieldsTakeOnlyNumbers_data()
-    {
-        // What is left in the addresses, the tag and the size.
-        QTest::addColumn<QString>("left");
-        for (const auto& [typed, left] :
-             {std::pair("12345678", "12345678 12345678 1234 12"),
-              std::pair("fFg FxFFFFFFF", "fFFFFFFF fFFFFFFF fFFF "),
-              std::pair("065", "065 065 065 6"), std::pair("64", "64 64 64 64"),
-              std::pair("66", "66 66 66 6"), std::pair("-+1", "1 1 1 1"),
-              // Typing stays letter for letter.
-              std::pair("0x01002000", "00100200 00100200 001002 10")}) {
-            QTest::newRow(typed) << left;
-        }
-    }
     void fieldsTakeOnlyNumbers()
     {
-        QString seen;
         Window window;
-        for (const char* name : {"EXL Trigger", "PXTS Trigger"}) {
-            window.get<QGroupBox>(name).setChecked(true);
+        window.get<QGroupBox>("EXL Trigger").setChecked(true);
+        window.get<QGroupBox>("PXTS Trigger").setChecked(true);
+        // What is typed, letter for letter, and what is left in the addresses, the tag and the
+        // size.
+        for (const auto& [typed, left] :
+             {std::pair("12345678", "12345678 12345678 1234 12 "),
+              std::pair("fFg FxFFFFFFF", "fFFFFFFF fFFFFFFF fFFF  "),
+              std::pair("065", "065 065 065 6 "), std::pair("64", "64 64 64 64 "),
+              std::pair("66", "66 66 66 6 "), std::pair("-+1", "1 1 1 1 "),
+              std::pair("0x01002000", "00100200 00100200 001002 10 ")}) {
+            QString seen;
+            for (const char* name :
+                 {"Start Address (0x)", "End Address (0x)", "Custom tag in hexadecimal", "Size"}) {
+                auto& edit = window.get<QLineEdit>(name);
+                edit.clear();
+                QTest::keyClicks(&edit, typed);
+                QTest::keyClick(&edit, Qt::Key_Return);
+                seen += edit.text() + ' ';
+            }
+            QCOMPARE(seen, QString(left));
         }
-        for (const char* name :
-             {"Start Address (0x)", "End Address (0x)", "Custom tag in hexadecimal", "Size"}) {
-            auto& edit = window.get<QLineEdit>(name);
-            edit.clear();
-            QTest::keyClicks(&edit, QTest::currentDataTag());
-            QTest::keyClick(&edit, Qt::Key_Return);
-            seen += edit.text() + ' ';
-        }
-        QTEST(seen.chopped(1), "left");
     }
 
     void whatArrivesIsWhatWasMeant_data()
     {
-        QTest::addColumn<QString>("field");
-        QTest::addColumn<QString>("text");
         // What is then in the field, which has held "1", after a paste and after a drop.
-        QTest::addColumn<QString>("pasted");
-        QTest::addColumn<QString>("dropped");
+        addColumns<QString, QString, QString, QString>("field", "text", "pasted", "dropped");
         const QString path = "Path of the record file";
         QTest::newRow("a file") << path << "file:///fw/my%20file.lod"
                                 << "/fw/my file.lod"
@@ -470,8 +444,7 @@ private slots:
 
     void fileDroppedOnAPage_data()
     {
-        QTest::addColumn<QString>("file");
-        QTest::addColumn<QString>("field");
+        addColumns<QString, QString>("file", "field");
         QTest::newRow("load file") << "file:///a.lod"
                                    << "main lod file";
         QTest::newRow("calibration file") << "file:///a.CFP"

@@ -1,8 +1,5 @@
 #include "tests/support/window.h"
 
-#include <QCheckBox>
-#include <QRandomGenerator>
-
 #include <fcntl.h>
 #include <optional>
 #include <sys/file.h>
@@ -64,7 +61,6 @@ private slots:
 private:
     int below(int bound) { return int(m_random.bounded(bound)); }
     bool fails() const { return m_end >= ReadFails; }
-    bool isRead() const { return m_end != Unnamed && m_end != StartFails && !isRefusedAtOnce(); }
     bool isRefusedAtOnce() const { return m_end == Refused && m_mode != ring; }
     bool isSaved() const
     {
@@ -185,27 +181,25 @@ private:
 
     QStringList journal() const
     {
-        QStringList journal;
-        if (m_end != Unnamed && !isRefusedAtOnce()) {
-            journal += "start";
-        }
-        if (isRead()) {
-            journal += m_mode == ring ? "not remembered" : "remembered";
-        }
-        if (m_end == StopAsked) {
-            journal += "stop";
-        } else if (m_end == Refused) {
-            journal += m_mode == ring
-                           ? "TOVAlink: Cannot open file for writing.\nFile may be in read-only "
-                             "mode, or it is already opened by another application.\n"
-                           : "Tovalink: Cannot open file for writing. File may be in read-only "
-                             "mode, or it is already opened by another application";
-        } else if (m_end == ReadIsImpossible) {
-            journal += "Tovalink: The board library reported 4000000000 bytes, which is more than "
-                       "it was asked for. They were not recorded.";
-        } else if (fails()) {
-            journal += "Tovalink: it is <b>damaged";
-        }
+        const QString box = m_mode == ring && m_end == Refused
+                                ? "TOVAlink: Cannot open file for writing.\nFile may be in "
+                                  "read-only mode, or it is already opened by another "
+                                  "application.\n"
+                            : m_end == Refused
+                                ? "Tovalink: Cannot open file for writing. File may be in "
+                                  "read-only mode, or it is already opened by another application"
+                            : m_end == ReadIsImpossible
+                                ? "Tovalink: The board library reported 4000000000 bytes, which is "
+                                  "more than it was asked for. They were not recorded."
+                                : "Tovalink: it is <b>damaged";
+        const bool isTried = m_end != Unnamed && !isRefusedAtOnce();
+        QStringList journal{isTried ? "start" : "",
+                            !isTried || m_end == StartFails ? ""
+                            : m_mode == ring                ? "not remembered"
+                                                            : "remembered",
+                            m_end == StopAsked ? "stop" : "",
+                            m_end == Refused || fails() ? box : ""};
+        journal.removeAll("");
         return journal;
     }
 
@@ -213,17 +207,10 @@ private:
     {
         const bool isBrutal = m_end == Brutal || m_end == BrutalAndFailing;
         const QString stop = fails() ? "on error" : isBrutal ? "Brutally" : "Nicely";
-        if (m_end == Unnamed) {
-            return "You'd better chose a filename before recording!";
-        }
-        if (isRefusedAtOnce()) {
-            return {};
-        }
-        if (m_end == Refused) {
-            return "(Stopped Nicely, user has chosen not to save).";
-        }
-        if (m_end == StartFails) {
-            return "Stopped on error.";
+        if (m_end == Unnamed || m_end == StartFails || isRefusedAtOnce()) {
+            return m_end == Unnamed      ? "You'd better chose a filename before recording!"
+                   : m_end == StartFails ? "Stopped on error."
+                                         : "";
         }
         if (m_mode != ring) {
             return QStringLiteral("Recorded %1 bytes. (Stopped %2!)")
@@ -234,16 +221,16 @@ private:
             for (const Read& read : reads) {
                 calls += std::max((int(read.bytes.size()) + readSize - 1) / readSize, 1);
             }
-            return QStringLiteral(
-                       "Read %1 bytes. Cursor at %2. Read count : %3 (Stopped on error!)")
+            return QString("Read %1 bytes. Cursor at %2. Read count : %3 (Stopped on error!)")
                 .arg(bytes)
                 .arg(bytes % ringSize)
                 .arg(calls);
         }
-        const QString filled = bytes < ringSize
-                                   ? QStringLiteral("Dumped %1 bytes, buffer not full.").arg(bytes)
-                                   : "Dumped last full buffer.";
-        return filled + " (Stopped " + stop + ", saved).";
+        const QString format = m_end == Refused ? "(Stopped %2, user has chosen not to save)."
+                               : bytes < ringSize
+                                   ? "Dumped %1 bytes, buffer not full. (Stopped %2, saved)."
+                                   : "Dumped last full buffer. (Stopped %2, saved).";
+        return QString(format).replace("%1", QString::number(bytes)).replace("%2", stop);
     }
 
     QRandomGenerator m_random;
