@@ -14,9 +14,11 @@ if(TOVALINK_SANITIZE)
     target_link_options(tovalink_options INTERFACE ${sanitizers})
 endif()
 
-# One library a folder: tovalink_folder(<name> SOURCES ... USES <libraries>).
+# One library a folder: tovalink_folder(<name> [MOC] SOURCES ... USES <libraries>). MOC where a class
+# has signals or slots. Headers are not listed: each is found by who includes it.
 function(tovalink_folder name)
-    cmake_parse_arguments(ARG "" "" "SOURCES;USES" ${ARGN})
+    cmake_parse_arguments(ARG "MOC" "" "SOURCES;USES" ${ARGN})
     add_library(${name} STATIC ${ARG_SOURCES})
+    set_target_properties(${name} PROPERTIES AUTOMOC ${ARG_MOC})
     target_link_libraries(${name} PUBLIC tovalink_options ${ARG_USES})
 endfunction()

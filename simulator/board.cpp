@@ -3,36 +3,45 @@
 #include "simulator/support.h"
 
 #include <cstdlib>
+#include <iostream>
 #include <optional>
+#include <utility>
 
 namespace simulator
 {
 namespace
 {
 
-// By this text the build tells its own library from the maker's, which it must not overwrite.
-[[gnu::used]] constexpr const char* mark = "Tovalink simulated board";
-
 std::optional<Board> theBoard;
-std::map<Operation, std::string> failures;
+std::map<BRAN_ERR_T, std::string> texts = {
+    {BRAN_SUCCESS, "no error"},
+    {BRAN_RECORDING_FINISHED, "the recording has finished"},
+};
+
+// A version that the user reads must not be taken for a real board's. The build too knows the
+// library by the words "Tovalink simulated board", so as not to overwrite the maker's.
+void announceOnce()
+{
+    static bool isAnnounced = false;
+    if (!std::exchange(isAnnounced, true)) {
+        std::cerr << "This is the Tovalink simulated board; no hardware is used." << std::endl;
+    }
+}
 
 // As long as the parameters are wrong there is no board, and every operation fails with their text.
 Board& board()
 {
+    announceOnce();
     if (!theBoard) {
         const char* text = std::getenv("BRAN_SIMULATOR");
-        try {
-            theBoard = Board{parseParameters(text ? text : "")};
-        } catch (const std::runtime_error& error) {
-            fail("BRAN_SIMULATOR: ", error.what());
-        }
+        theBoard = Board{parseParameters(text ? text : "")};
     }
     return *theBoard;
 }
 
 } // namespace
 
-std::string Board::begin(Operation operation)
+std::string Board::nextFault(Operation operation)
 {
     const std::uint64_t occurrence = ++occurrences[operation];
     for (const Fault& fault : parameters.faults) {
@@ -44,9 +53,9 @@ std::string Board::begin(Operation operation)
     return {};
 }
 
-void Board::beginOrFail(Operation operation)
+void Board::failIfTold(Operation operation)
 {
-    const std::string fault = begin(operation);
+    const std::string fault = nextFault(operation);
     require(fault.empty(), fault);
 }
 
@@ -66,8 +75,9 @@ BRAN_ERR_T attempt(Operation operation, const std::function<void(Board&)>& actio
         action(board());
         return BRAN_SUCCESS;
     } catch (const std::exception& error) {
-        failures[operation] = error.what();
-        return static_cast<BRAN_ERR_T>(operation);
+        const auto code = static_cast<BRAN_ERR_T>(operation);
+        texts[code] = error.what();
+        return code;
     }
 }
 
@@ -78,23 +88,20 @@ using namespace simulator;
 BRAN_ERR_T BRAN_GetVersion(unsigned int* version)
 {
     return attempt(Operation::Version, [&](Board& board) {
-        board.beginOrFail(Operation::Version);
+        board.failIfTold(Operation::Version);
         board.requirePresence();
         *version = board.parameters.version;
     });
 }
 
 // No target is attached to the simulated board, so there is nothing to be seen of a reset.
-void BRAN_ResetTarget() {}
+void BRAN_ResetTarget()
+{
+    announceOnce();
+}
 
 const char* BRAN_GetErrorString(BRAN_ERR_T error)
 {
-    if (error == BRAN_SUCCESS) {
-        return "no error";
-    }
-    if (error == BRAN_RECORDING_FINISHED) {
-        return "the recording has finished";
-    }
-    const auto found = failures.find(static_cast<Operation>(error));
-    return found == failures.end() ? "unknown error" : found->second.c_str();
+    const auto found = texts.find(error);
+    return found == texts.end() ? "unknown error" : found->second.c_str();
 }

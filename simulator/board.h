@@ -6,7 +6,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <streambuf>
 #include <string>
 
 namespace simulator
@@ -18,14 +17,14 @@ class Recording;
 struct Board {
     Parameters parameters;
     std::map<Operation, std::uint64_t> occurrences = {};
-    std::unique_ptr<std::streambuf> flash = {};
+    std::string flash = {};                    ///< empty before its first use
     std::shared_ptr<Recording> recording = {}; ///< the one that runs, if any
 
     /// Counts one occurrence of an operation. Returns the text with which it is to fail, or
     /// nothing.
-    std::string begin(Operation operation);
-    /// The same for an operation that fails at once.
-    void beginOrFail(Operation operation);
+    std::string nextFault(Operation operation);
+    /// The same for an operation that fails at once: throws.
+    void failIfTold(Operation operation);
     void requirePresence() const;
 };
 

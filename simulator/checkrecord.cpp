@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <iostream>
+#include <vector>
 
 using namespace simulator;
 
@@ -11,72 +12,40 @@ namespace
 {
 
 constexpr std::size_t headerSize = 8;
+const std::string oldExlHeader("DBGP\1\0\1\0", headerSize);
+const std::string newExlHeader("DBGP\1\0\2\0", headerSize);
 
-bool isMarked(const Frame& frame, std::size_t size)
-{
-    return std::memcmp(&frame, &frameMark, std::min(size, sizeof frameMark)) == 0;
-}
-
-bool isWhole(const Frame& frame)
-{
-    return isMarked(frame, frameSize) && frame.processor < processorCount &&
-           frame.check == checkValue(frame);
-}
-
-// Proves a record file of the simulated board whole. Unless it is strict, the first and the last
-// frame may be cut: a buffer that went round begins anywhere, a brutal stop ends anywhere.
+// Proves a record file of the simulated board whole. Unless the check is strict, the first and the
+// last frame may be cut: a buffer that went round begins anywhere, a brutal stop ends anywhere.
 class RecordCheck
 {
 public:
     RecordCheck(const std::string& path, bool isStrict) : m_isStrict(isStrict)
     {
-        openFile(m_file, path, std::ios::in);
+        openFile(m_file, path);
     }
 
-    // Writes what the file holds; throws std::runtime_error with the first fault and its offset.
-    void run(std::ostream& report)
+    // Returns what the file holds; throws std::runtime_error with the first fault and its offset.
+    std::string run()
     {
-        checkHeader();
-        readFrame();
-        while (!m_isStrict && m_have == frameSize && !isWhole(m_frame) && m_cut < frameSize) {
-            ++m_cut;
-            m_file.pubseekpos(std::streamoff(headerSize + m_cut));
-            readFrame();
-        }
-        prove(m_cut == 0 || (m_have == frameSize && m_cut < frameSize),
-              "no whole frame, nor one behind a cut frame");
-        m_offset += m_cut;
+        std::string header(headerSize, '\0');
+        m_file.sgetn(header.data(), headerSize);
+        prove(header == oldExlHeader || header == newExlHeader, "no header of a record file");
+        findFirstFrame();
         for (; m_have == frameSize; readFrame()) {
             checkFrame();
             m_offset += frameSize;
         }
-        prove(m_have == 0 || (!m_isStrict && isMarked(m_frame, m_have)),
-              "what remains is no whole frame");
-        writeSummary(report);
+        prove(m_have == 0 || (!m_isStrict && beginsFrame()), "what remains is no whole frame");
+        return std::to_string(m_offset + m_have - headerSize) + " trace bytes, whole";
     }
 
 private:
-    struct Sequence {
-        const char* processor = nullptr;
-        std::optional<std::uint32_t> first = {};
-        std::uint32_t next = 0;
-    };
-
-    template <typename... Parts>
-    void prove(bool condition, const Parts&... parts) const
+    void prove(bool condition, const char* fault) const
     {
-        require(condition, "offset ", m_offset, ": ", parts...);
-    }
-
-    void checkHeader()
-    {
-        std::string header(headerSize, '\0');
-        m_file.sgetn(header.data(), headerSize);
-        const bool hasExlFormat = header[6] == 1 || header[6] == 2;
-        prove(header.replace(6, 1, 1, '\2') == std::string("DBGP\1\0\2\0", headerSize) &&
-                  hasExlFormat,
-              "no header of a record file");
-        m_offset = headerSize;
+        if (!condition) {
+            fail("offset " + std::to_string(m_offset) + ": " + fault);
+        }
     }
 
     void readFrame()
@@ -84,34 +53,45 @@ private:
         m_have = std::size_t(m_file.sgetn(reinterpret_cast<char*>(&m_frame), frameSize));
     }
 
-    void checkFrame()
+    void readFrameAt(std::uint64_t offset)
     {
-        prove(isMarked(m_frame, frameSize), "no frame begins here");
-        prove(isWhole(m_frame), "the frame's check value is wrong");
-        Sequence& sequence = m_sequences[m_frame.processor];
-        prove(!sequence.first || m_frame.number == sequence.next, sequence.processor, " frame ",
-              m_frame.number, " comes instead of ", sequence.next);
-        prove(m_frame.time >= m_time, "the frame is older than the one before it");
-        sequence.first = sequence.first.value_or(m_frame.number);
-        sequence.next = m_frame.number + 1;
-        m_time = m_frame.time;
-        ++m_frames;
+        m_offset = offset;
+        m_file.pubseekpos(std::streamoff(offset));
+        readFrame();
     }
 
-    void writeSummary(std::ostream& report) const
+    bool beginsFrame() const
     {
-        report << m_offset + m_have - headerSize << " trace bytes, " << m_frames << " frames, ";
-        for (const auto& [processor, first, next] : m_sequences) {
-            if (first) {
-                report << processor << ' ' << *first << ".." << next - 1 << ", ";
+        return std::memcmp(&m_frame, &frameSyncWord, std::min(m_have, sizeof frameSyncWord)) == 0;
+    }
+
+    bool isWhole() const
+    {
+        return m_have == frameSize && beginsFrame() && m_frame.processor < processorCount &&
+               m_frame.checksum == checksumOf(m_frame);
+    }
+
+    void findFirstFrame()
+    {
+        for (std::size_t cut = 0; !m_isStrict && cut < frameSize; ++cut) {
+            readFrameAt(headerSize + cut);
+            if (isWhole()) {
+                return;
             }
         }
-        for (const auto& [bytes, place] : {std::pair(m_cut, "first"), std::pair(m_have, "last")}) {
-            if (bytes > 0) {
-                report << bytes << " bytes of an unfinished frame " << place << ", ";
-            }
-        }
-        report << "whole";
+        readFrameAt(headerSize);
+    }
+
+    void checkFrame()
+    {
+        prove(beginsFrame(), "the sync word is missing");
+        prove(isWhole(), "the checksum is wrong");
+        std::optional<std::uint32_t>& next = m_next[m_frame.processor];
+        prove(next.value_or(m_frame.sequenceNumber) == m_frame.sequenceNumber,
+              "the sequence number is not the next one");
+        prove(m_frame.time >= m_time, "the frame is older than the one before it");
+        next = m_frame.sequenceNumber + 1;
+        m_time = m_frame.time;
     }
 
     bool m_isStrict;
@@ -119,32 +99,30 @@ private:
     std::uint64_t m_offset = 0; // of m_frame
     Frame m_frame = {};
     std::size_t m_have = 0; // bytes of m_frame that the file still had
-    std::size_t m_cut = 0;  // bytes of a cut frame in front
-    std::uint64_t m_frames = 0;
     std::uint64_t m_time = 0;
-    std::array<Sequence, processorCount> m_sequences = {{{"XCPU"}, {"BCPU"}}};
+    std::array<std::optional<std::uint32_t>, processorCount> m_next; // sequence numbers
 };
 
 } // namespace
 
 int main(int argumentCount, char** arguments)
 {
-    const bool isStrict = argumentCount > 1 && std::string_view(arguments[1]) == "--strict";
-    const int first = isStrict ? 2 : 1;
-    if (first >= argumentCount) {
+    std::vector<std::string> files(arguments + 1, arguments + argumentCount);
+    const bool isStrict = !files.empty() && files.front() == "--strict";
+    files.erase(files.begin(), files.begin() + (isStrict ? 1 : 0));
+    if (files.empty()) {
         std::cerr << "usage: checkrecord [--strict] FILE...\n";
         return 2;
     }
     int result = 0;
-    for (int place = first; place < argumentCount; ++place) {
-        std::cout << arguments[place] << ": ";
+    for (const std::string& file : files) {
+        std::cout << file << ": ";
         try {
-            RecordCheck(arguments[place], isStrict).run(std::cout);
+            std::cout << RecordCheck(file, isStrict).run() << std::endl;
         } catch (const std::exception& fault) {
-            std::cout << fault.what();
+            std::cout << fault.what() << std::endl;
             result = 1;
         }
-        std::cout << std::endl;
     }
     return result;
 }

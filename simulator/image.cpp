@@ -11,22 +11,6 @@ namespace
 
 constexpr std::uint64_t largestLoadFile = 0x8000000;
 constexpr std::uint64_t sectorSize = 0x10000;
-// An end address is the one behind the last byte and has 32 bits too.
-constexpr std::uint64_t largestEnd = std::numeric_limits<std::uint32_t>::max();
-
-std::string readFile(const char* path, std::uint64_t room)
-{
-    std::filebuf file;
-    openFile(file, path, std::ios::in);
-    const std::streamoff size = file.pubseekoff(0, std::ios::end);
-    require(size > 0, "the file is empty");
-    require(std::uint64_t(size) <= room, "the file holds ", size, " bytes, there is room for ",
-            room);
-    std::string bytes(std::size_t(size), '\0');
-    file.pubseekpos(0);
-    require(file.sgetn(bytes.data(), size) == size, "the file ends too early");
-    return bytes;
-}
 
 // A flash image in PC memory: the record that the caller reads, and what stands behind it.
 class Image : public BRAN_FLASH_IMAGE_T
@@ -34,21 +18,24 @@ class Image : public BRAN_FLASH_IMAGE_T
 public:
     Image(std::uint32_t imageSize, std::uint32_t address, bool fullImage)
         : BRAN_FLASH_IMAGE_T{},
-          m_isFull(fullImage)
+          m_isFull(fullImage),
+          m_bytes(imageSize, '\xFF')
     {
-        m_bytes.assign(imageSize, '\xFF');
         fullSize = imageSize;
         data = m_bytes.data();
         setData(address, address);
     }
 
-    // Places a file, the first one as load file and later ones as calibration files. A file that
+    // Adds a file, the first one as load file and later ones as calibration files. A file that
     // fails leaves the image as it was.
     std::uint32_t fill(const char* path)
     {
-        if (m_isLoaded) {
-            return placeCalibrationFile(path);
-        }
+        return m_isLoaded ? addCalibrationFile(path) : addLoadFile(path);
+    }
+
+private:
+    std::uint32_t addLoadFile(const char* path)
+    {
         const HexData hex = readIntelHex(readFile(path, largestLoadFile), fullSize);
         setData(hex.lowestAddress, std::uint64_t{hex.lowestAddress} + hex.bytes.size());
         m_bytes.replace(0, hex.bytes.size(), hex.bytes);
@@ -56,8 +43,7 @@ public:
         return hex.dataSize;
     }
 
-private:
-    std::uint32_t placeCalibrationFile(const char* path)
+    std::uint32_t addCalibrationFile(const char* path)
     {
         const std::uint64_t sector = (m_dataEnd + sectorSize - 1) / sectorSize * sectorSize;
         const std::uint64_t imageEnd = std::uint64_t{baseAddress} + fullSize;
@@ -67,10 +53,11 @@ private:
         return std::uint32_t(bytes.size());
     }
 
+    // The end address is the one behind the last byte and has 32 bits too.
     void setData(std::uint32_t address, std::uint64_t dataEnd)
     {
         const std::uint64_t end = m_isFull ? std::uint64_t{address} + fullSize : dataEnd;
-        require(end <= largestEnd, "the image does not end before address ", Hex{largestEnd});
+        require(end <= 0xFFFFFFFF, "the image runs past the address 0xFFFFFFFF");
         baseAddress = address;
         endAddress = std::uint32_t(end);
         m_dataEnd = dataEnd;
@@ -89,7 +76,7 @@ BRAN_FLASH_IMAGE_T* BRAN_CreateFlashImage(unsigned int imageSize, unsigned int b
 {
     std::unique_ptr<Image> image;
     attempt(Operation::Create, [&](Board& board) {
-        board.beginOrFail(Operation::Create);
+        board.failIfTold(Operation::Create);
         image = std::make_unique<Image>(imageSize, baseAddress, fullImage);
     });
     return image.release();
@@ -102,7 +89,7 @@ BRAN_ERR_T BRAN_FillFlashImage(const char* fileName, BRAN_FLASH_IMAGE_T* image,
 {
     filledSize = 0;
     return attempt(Operation::Fill, [&](Board& board) {
-        board.beginOrFail(Operation::Fill);
+        board.failIfTold(Operation::Fill);
         require(image != nullptr, BRAN_GetErrorString(BRAN_ERR_T(Operation::Create)));
         filledSize = static_cast<Image*>(image)->fill(fileName);
     });

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,15 +12,15 @@ namespace simulator
 
 constexpr std::uint32_t flashBase = 0x01000000;
 constexpr std::uint32_t flashSize = 0x01000000;
-constexpr const char* flashRange = "0x01000000 to 0x01FFFFFF";
+constexpr std::uint32_t flashBlockSize = 0x1000;
 
 /// What can fail. The value is also the result code of a failure, so 9 stays free: it tells the
 /// caller that a recording has ended.
 enum class Operation : std::uint32_t { Version = 1, Create, Fill, Burn, Verify, Start, Read };
 
 struct Fault {
-    Operation operation;
-    std::uint64_t occurrence; ///< counted from 1; 0 is every one
+    Operation operation = {};
+    std::uint64_t occurrence = 0; ///< counted from 1; 0 is every one
     std::string text;
 };
 
@@ -32,7 +33,7 @@ struct Parameters {
     std::uint32_t version = 0x00010203;
     std::uint64_t pace = 0x400000;
     std::vector<Fault> faults;
-    std::vector<std::uint32_t> skipped; ///< any address of a block that is left unwritten
+    std::set<std::uint32_t> skippedBlocks; ///< blocks that are left unwritten: address / size
 
     std::uint64_t rate = 0x100000;
     std::uint64_t buffer = 0x400000; ///< bytes of trace that wait for a late reader
@@ -42,8 +43,6 @@ struct Parameters {
     std::uint64_t unplugBytes = never;
     std::uint64_t finishBytes = never;
     bool answersStop = true;
-    std::uint64_t stalledRead = 0; ///< counted from 1
-    std::uint32_t stallMs = 0;
 };
 
 /// Reads "key=value,key=value"; a backslash escapes the next character. Throws std::runtime_error,

@@ -35,7 +35,7 @@ std::optional<std::uint8_t> onlyProcessor(const BRAN_RECORD_CONFIG_T& config)
 bool fires(const Frame& frame, const BRAN_RECORD_CONFIG_T& config)
 {
     constexpr std::uint32_t standardTagEnd = 0x0100;
-    if (frame.kind == Frame::Exl) {
+    if (frame.type == Frame::Exl) {
         return config.exlTrigger && frame.payload >= config.exlStartAddress &&
                frame.payload <= config.exlEndAddress;
     }
@@ -46,7 +46,7 @@ bool fires(const Frame& frame, const BRAN_RECORD_CONFIG_T& config)
 } // namespace
 
 /// A recording, known by the context that it was started with. No thread runs: each call computes
-/// from the clock what the board has captured since. All places are in bytes of the trace.
+/// from the clock what the board has captured since. All offsets are in bytes of the trace.
 class Recording
 {
 public:
@@ -65,7 +65,7 @@ public:
 
         const bool isArmed =
             config.exlTrigger || config.pxtsStandardTrigger || config.pxtsCustomTagTrigger;
-        const std::uint64_t trigger = isArmed ? triggerPlace(config) : 0;
+        const std::uint64_t trigger = isArmed ? triggerOffset(config) : 0;
         if (trigger == never) {
             m_since += std::chrono::hours(24 * 365 * 100);
         } else if (!m_isRing) {
@@ -105,8 +105,7 @@ public:
     void stop()
     {
         if (!m_isRing || Clock::now() < m_since) {
-            const std::uint64_t end = ready();
-            m_end = end == never ? wholeFrames(m_next + frameSize - 1) : end;
+            m_end = m_rate == 0 ? wholeFrames(m_next + frameSize - 1) : ready();
         }
     }
 
@@ -135,12 +134,12 @@ public:
     }
 
 private:
-    [[nodiscard]] std::uint64_t triggerPlace(const BRAN_RECORD_CONFIG_T& config) const
+    [[nodiscard]] std::uint64_t triggerOffset(const BRAN_RECORD_CONFIG_T& config) const
     {
         constexpr std::uint64_t end = std::uint64_t{loopLength} * processorCount;
-        for (std::uint64_t frame = 0; frame < end; ++frame) {
-            if (fires(traceFrame(frame, m_onlyProcessor), config)) {
-                return frame * frameSize;
+        for (std::uint64_t index = 0; index < end; ++index) {
+            if (fires(traceFrame(index, m_onlyProcessor), config)) {
+                return index * frameSize;
             }
         }
         return never;
@@ -216,7 +215,7 @@ BRAN_ERR_T BRAN_StartRecording(const BRAN_RECORD_CONFIG_T& config, BRAN_RECORD_C
 {
     return attempt(Operation::Start, [&](Board& board) {
         board.recording.reset();
-        board.beginOrFail(Operation::Start);
+        board.failIfTold(Operation::Start);
         board.requirePresence();
         board.recording = std::make_shared<Recording>(config, context, board.parameters);
     });
@@ -230,11 +229,8 @@ BRAN_ERR_T BRAN_GetRecordData(BRAN_RECORD_CONTEXT_T& context, char* buffer, unsi
     bool isOver = false;
     const BRAN_ERR_T result = attempt(Operation::Read, [&](Board& board) {
         Parameters& parameters = board.parameters;
-        const std::string fault = board.begin(Operation::Read);
+        const std::string fault = board.nextFault(Operation::Read);
         Recording& recording = runningRecording(board, context);
-        if (board.occurrences[Operation::Read] == parameters.stalledRead) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(parameters.stallMs));
-        }
         const std::uint64_t delivered = recording.delivered();
         if (delivered >= parameters.unplugBytes) {
             board.recording.reset();

@@ -5,61 +5,57 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iomanip>
-#include <sstream>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace simulator
 {
 
-/// A number that is shown as hex, filled up with zeros.
-struct Hex {
-    std::uint64_t value;
-    int digits = 8;
-};
-
-inline std::ostream& operator<<(std::ostream& to, const Hex& hex)
+[[noreturn]] inline void fail(std::string_view reason)
 {
-    return to << "0x" << std::hex << std::uppercase << std::setfill('0') << std::setw(hex.digits)
-              << hex.value << std::dec;
+    throw std::runtime_error(std::string(reason));
 }
 
-/// Throws std::runtime_error with the parts as its text.
-template <typename... Parts>
-[[noreturn]] void fail(const Parts&... parts)
-{
-    std::ostringstream text;
-    (text << ... << parts);
-    throw std::runtime_error(text.str());
-}
-
-template <typename... Parts>
-void require(bool condition, const Parts&... parts)
+/// Throws std::runtime_error with the reason unless the condition holds.
+inline void require(bool condition, std::string_view reason)
 {
     if (!condition) {
-        fail(parts...);
+        fail(reason);
     }
 }
 
-/// The same for what the system does; its reason is added. Texts are shown as ASCII, so that must
-/// not be translated, as strerror's would be.
-template <typename... Parts>
-void requireOfSystem(bool condition, const Parts&... parts)
+/// The same for a system call; the system's reason is added. The program shows the text as ASCII,
+/// so the reason must not be translated, as strerror's would be.
+inline void requireOfSystem(bool condition, std::string_view what)
 {
-    require(condition, parts..., ": ", ::strerrordesc_np(errno));
+    if (!condition) {
+        fail(std::string(what) + ": " + ::strerrordesc_np(errno));
+    }
 }
 
-/// Opens a regular file and refuses anything else, because opening a FIFO would wait for its
-/// writer. The label precedes the text of a failure.
-inline void openFile(std::filebuf& file, const std::string& path, std::ios::openmode mode,
-                     const std::string& label = {})
+/// Opens a regular file for reading and refuses anything else, because opening a FIFO would wait
+/// for its writer.
+inline void openFile(std::filebuf& file, const std::string& path)
 {
     std::error_code toldByOpening;
     const auto status = std::filesystem::status(path, toldByOpening);
-    require(!is_directory(status), label, "is a directory");
-    require(!is_other(status), label, "is not a regular file");
-    requireOfSystem(file.open(path, mode | std::ios::binary) != nullptr, label, "cannot be opened");
+    require(!exists(status) || is_regular_file(status), "is not a regular file");
+    requireOfSystem(file.open(path, std::ios::in | std::ios::binary) != nullptr,
+                    "cannot be opened");
+}
+
+/// All of a file, which must hold something and at most `room` bytes.
+inline std::string readFile(const std::string& path, std::uint64_t room)
+{
+    std::filebuf file;
+    openFile(file, path);
+    const std::streamoff size = file.pubseekoff(0, std::ios::end);
+    require(size > 0 && std::uint64_t(size) <= room, "the file is empty or too large");
+    std::string bytes(std::size_t(size), '\0');
+    file.pubseekpos(0);
+    require(file.sgetn(bytes.data(), size) == size, "cannot be read");
+    return bytes;
 }
 
 } // namespace simulator

@@ -1,15 +1,15 @@
-// Preloaded into the program, it stands between it and the board library, whichever that is, and
-// tells how long the program kept the board waiting: the longest time between the end of a read and
-// the beginning of the next. What it has seen is in the file $READ_GAPS when the program has ended.
+// Preloaded into the program, this stands between it and the board library, whichever that is, and
+// measures the longest time between the end of a read and the beginning of the next. At the
+// program's end the file $READ_GAPS holds the number of reads and that time in microseconds.
 
 #include "board/branlib.h"
 
 #include <algorithm>
 #include <chrono>
-#include <cstdint>
 #include <cstdlib>
 #include <dlfcn.h>
 #include <fstream>
+#include <optional>
 
 namespace
 {
@@ -17,40 +17,20 @@ namespace
 using Clock = std::chrono::steady_clock;
 using Read = BRAN_ERR_T (*)(BRAN_RECORD_CONTEXT_T&, char*, unsigned int, unsigned int&);
 
-class Gaps
-{
-public:
+struct Gaps {
+    unsigned long reads = 0;
+    std::optional<Clock::time_point> lastEnd;
+    Clock::duration longest = {};
+
     Gaps() = default;
     Gaps(const Gaps&) = delete;
     Gaps& operator=(const Gaps&) = delete;
     ~Gaps()
     {
-        if (const char* file = std::getenv("READ_GAPS")) {
-            const auto microseconds =
-                std::chrono::duration_cast<std::chrono::microseconds>(m_longest).count();
-            std::ofstream(file) << "reads " << m_reads << " gap " << microseconds << '\n';
-        }
+        using std::chrono::microseconds;
+        std::ofstream(std::getenv("READ_GAPS"))
+            << reads << ' ' << std::chrono::duration_cast<microseconds>(longest).count() << '\n';
     }
-
-    void readBegins()
-    {
-        if (m_isRecording) {
-            m_longest = std::max(m_longest, Clock::now() - m_lastEnd);
-        }
-    }
-
-    void readEnds(BRAN_ERR_T result)
-    {
-        ++m_reads;
-        m_isRecording = result == BRAN_SUCCESS;
-        m_lastEnd = Clock::now();
-    }
-
-private:
-    std::uint64_t m_reads = 0;
-    bool m_isRecording = false;
-    Clock::time_point m_lastEnd;
-    Clock::duration m_longest = {};
 };
 
 } // namespace
@@ -61,8 +41,11 @@ BRAN_ERR_T BRAN_GetRecordData(BRAN_RECORD_CONTEXT_T& context, char* buffer, unsi
     static Gaps gaps;
     static const auto read = reinterpret_cast<Read>(
         dlsym(RTLD_NEXT, "_Z18BRAN_GetRecordDataR21BRAN_RECORD_CONTEXT_TPcjRj"));
-    gaps.readBegins();
+    if (gaps.lastEnd) {
+        gaps.longest = std::max(gaps.longest, Clock::now() - *gaps.lastEnd);
+    }
     const BRAN_ERR_T result = read(context, buffer, size, bytesRead);
-    gaps.readEnds(result);
+    ++gaps.reads;
+    gaps.lastEnd = result == BRAN_SUCCESS ? std::optional(Clock::now()) : std::nullopt;
     return result;
 }

@@ -27,15 +27,15 @@ public:
     static void addLastCfp(const QString& path, bool prepend);
     static void addLastPrf(const QString& path, bool prepend);
 
-    static void setLastLodFolder(const QString& folder);
-    static void setLastCfpFolder(const QString& folder);
-    static void setLastPrfFolder(const QString& folder);
-    static QString getLastLodFolder();
-    static QString getLastCfpFolder();
-    static QString getLastPrfFolder();
+    static void setLastLodFolder(const QString& folder) { m_lastLodFolder = folder; }
+    static void setLastCfpFolder(const QString& folder) { m_lastCfpFolder = folder; }
+    static void setLastPrfFolder(const QString& folder) { m_lastPrfFolder = folder; }
+    static QString getLastLodFolder() { return m_lastLodFolder; }
+    static QString getLastCfpFolder() { return m_lastCfpFolder; }
+    static QString getLastPrfFolder() { return m_lastPrfFolder; }
 
     /// Writes the whole store to the file. If that fails the result is false, and the file on disk
-    /// stays as it was, except in a folder where no other file can be written beside it.
+    /// stays as it was, except where it can only be written in place.
     static bool dumpConfig();
 
     /// Adds what the file holds to the store; true if all of it was well-formed. What stands before

@@ -5,6 +5,7 @@
 #include "config/configurationreader.h"
 
 #include "config/configuration.h"
+#include "config/configurationkinds.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -44,23 +45,17 @@ bool TOVAConfigurationParser::startElement(const QString& /*namespaceURI*/,
                                            const QXmlAttributes& atts)
 {
     const QString path = atts.value(QStringLiteral("path"));
-    if (qName == QLatin1String("lastlodfolder")) {
-        TOVAConfiguration::setLastLodFolder(path);
-    } else if (qName == QLatin1String("lastlod")) {
-        TOVAConfiguration::addLastLod(path, false);
-    } else if (qName == QLatin1String("lastcfpfolder")) {
-        TOVAConfiguration::setLastCfpFolder(path);
-    } else if (qName == QLatin1String("lastcfp")) {
-        TOVAConfiguration::addLastCfp(path, false);
-    } else if (qName == QLatin1String("lastprffolder")) {
-        TOVAConfiguration::setLastPrfFolder(path);
-    } else if (qName == QLatin1String("lastprf")) {
-        TOVAConfiguration::addLastPrf(path, false);
+    for (const ConfigurationKind& kind : configurationKinds) {
+        if (qName == QLatin1String(kind.element)) {
+            addRecentFile(kind.files, path, false);
+        } else if (qName == QLatin1String(kind.folderElement)) {
+            kind.folder = path;
+        }
     }
     return ++m_depth <= maxDepth;
 }
 
-/// Hands `content` to the source, up to where it could do harm; whether that is all of it.
+/// Feeds `content` to the source, truncated before anything dangerous; false if it was truncated.
 bool setBounded(QXmlInputSource& source, const QByteArray& content)
 {
     QXmlInputSource decoder;
@@ -88,4 +83,9 @@ bool readConfigurationFile(const QString& fileName)
     // Its search for a name's namespace takes hours where a thousand of them are declared.
     reader.setFeature(QStringLiteral("http://xml.org/sax/features/namespaces"), false);
     return reader.parse(source) && isWhole;
+}
+
+bool TOVAConfiguration::readConfig()
+{
+    return readConfigurationFile(QLatin1String(configurationFile));
 }
