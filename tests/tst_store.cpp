@@ -395,8 +395,8 @@ private slots:
         // What is then in the field, which has held "1", after a paste and after a drop.
         addColumns<QString, QString, QString, QString>("field", "text", "pasted", "dropped");
         const QString path = "Path of the record file";
-        QTest::newRow("a file") << path << "file:///fw/my%20file.lod"
-                                << "/fw/my file.lod"
+        QTest::newRow("a file") << path << "file:///fw/my%20file.prf"
+                                << "/fw/my file.prf"
                                 << "/fw/my file.prf";
         QTest::newRow("several files") << path << "file:///1 file:///2"
                                        << "1"
