@@ -220,6 +220,8 @@ pid_t start(Program program)
     std::fflush(nullptr);
     const pid_t child = fork();
     if (child == 0) {
+        // A program that does not end is ended, and is a failure.
+        alarm(60);
         _exit(program());
     }
     return child;
@@ -307,6 +309,8 @@ private slots:
     {
         m_start.emplace();
         QVERIFY(QDir().mkdir("sub"));
+        // Ignored under nohup.
+        static_cast<void>(std::signal(SIGHUP, SIG_DFL));
     }
 
     void endsWithNothingLost_data()

@@ -243,15 +243,8 @@ public:
             if (opened != nullptr) {
                 *opened = dialog.directory().path();
             }
-            const auto type = [name, &dialog] {
-                dialog.findChild<QLineEdit*>("fileNameEdit")->setText(name);
-                QTest::keyClick(&dialog, name.isEmpty() ? Qt::Key_Escape : Qt::Key_Return);
-            };
-            // Until the dialog, which may still be reading the folder, takes it.
-            auto* again = new QTimer(&dialog);
-            connect(again, &QTimer::timeout, &dialog, type);
-            again->start(50);
-            type();
+            dialog.findChild<QLineEdit*>("fileNameEdit")->setText(name);
+            QTest::keyClick(&dialog, name.isEmpty() ? Qt::Key_Escape : Qt::Key_Return);
         });
     }
 };
