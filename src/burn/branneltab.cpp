@@ -78,8 +78,11 @@ void TOVABrannelTab::rememberFolder(const QString& file, const FileKind& kind)
 
 void TOVABrannelTab::started()
 {
-    m_focus.disableAndRemember(*this, [this] { setControlsEnabled(false); });
-    emit greyParentGUI();
+    m_focus.disableAndRemember(*this, [this] {
+        setControlsEnabled(false);
+        // Greys "Reset", where the focus has gone by now.
+        emit greyParentGUI();
+    });
 }
 
 void TOVABrannelTab::stopped()

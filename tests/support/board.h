@@ -12,7 +12,7 @@
 /// Stands in for the board library in tests: answers as the test has set it up and keeps a journal
 /// of the calls.
 struct ScriptedBoard {
-    /// Adds a line, followed by what `state` tells of the window where that has changed.
+    /// Adds a line, and behind a | what `state` tells of the window, where that has changed.
     void note(const QString& entry)
     {
         const QString before = std::exchange(noted, state ? state() : QString());
@@ -53,9 +53,13 @@ struct ScriptedBoard {
     int delivered = 0;
     BRAN_RECORD_CONFIG_T config = {};
     std::function<void()> onStop;
+    /// The window's own brutal stop.
+    std::function<void()> brutalStop;
 
     /// The scripted clock, in milliseconds.
     qint64 now = 0;
+    /// Whether a synchronisation with the disk succeeds, as asked for each.
+    std::function<bool()> onSync;
 };
 
 inline ScriptedBoard board;

@@ -1,0 +1,250 @@
+#pragma once
+
+#include "burn/branneltab.h"
+#include "config/configuration.h"
+#include "record/streamingtab.h"
+#include "shell/mainwindow.h"
+#include "shell/startup.h"
+#include "tests/support/board.h"
+
+#include <QtTest>
+#include <QtWidgets>
+
+#include <sys/resource.h>
+
+/// The titles of the three modes.
+inline const QString onTheFly = QStringLiteral("In the file on the fly");
+inline const QString ring = QStringLiteral("SW Circular buffer");
+inline const QString hardware = QStringLiteral("HW Circular buffer");
+
+/// What a newly installed program finds: an empty working folder, and nothing in memory.
+class CleanStart
+{
+public:
+    CleanStart()
+    {
+        QDir::setCurrent(m_folder.path());
+        board = ScriptedBoard();
+        forget();
+        ignoreWriteSignals();
+    }
+    ~CleanStart() { QDir::setCurrent(QDir::tempPath()); }
+    Q_DISABLE_COPY(CleanStart)
+
+    static void forget()
+    {
+        using Store = TOVAConfiguration;
+        Store::m_lastLodFiles = Store::m_lastCfpFiles = Store::m_lastPrfFiles = QStringList();
+        Store::m_lastLodFolder = Store::m_lastCfpFolder = Store::m_lastPrfFolder = QString();
+        Store::m_isDoubleClickedProtected = true;
+    }
+
+private:
+    QTemporaryDir m_folder;
+};
+
+inline QByteArray contentOf(const QString& fileName)
+{
+    QFile file(fileName);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+inline bool writeFile(const QString& fileName, const QByteArray& content)
+{
+    QFile file(fileName);
+    return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
+}
+
+/// Calls `act` while the process may have only so many bytes of a resource: of any file
+/// (RLIMIT_FSIZE), as if the disk were full, or of memory (RLIMIT_DATA).
+template <class Act>
+void withLimit(__rlimit_resource resource, rlim_t bytes, Act act)
+{
+    rlimit before{};
+    getrlimit(resource, &before);
+    const rlimit scarce{bytes, before.rlim_max};
+    setrlimit(resource, &scarce);
+    act();
+    setrlimit(resource, &before);
+}
+
+/// Adds the columns of a test's table.
+template <class... Types, class... Names>
+void addColumns(Names... names)
+{
+    (QTest::addColumn<Types>(names), ...);
+}
+
+/// What a screen reader calls a control. A combo box is called by its label, a label by what it is
+/// for.
+inline QString nameOf(QWidget& widget)
+{
+    auto* accessible = QAccessible::queryAccessibleInterface(&widget);
+    const auto labels = accessible->relations(QAccessible::Label);
+    if (qobject_cast<QComboBox*>(&widget) != nullptr && !labels.isEmpty()) {
+        accessible = labels.first().first;
+    }
+    const QString use = widget.accessibleDescription();
+    return use.isEmpty() ? accessible->text(QAccessible::Name) : use;
+}
+
+inline void click(QWidget& widget)
+{
+    QTest::mouseClick(&widget, Qt::LeftButton);
+}
+
+/// Has `act` called in the next event pass that lets the window of `context` live.
+template <class Act>
+void queue(QObject& context, Act act)
+{
+    QMetaObject::invokeMethod(&context, act, Qt::QueuedConnection);
+}
+
+/// The program's window, timed by the scripted clock, with a page open. Its boxes and dialogs are
+/// answered for real; how is said before the click that shows them, since that returns when all is
+/// over.
+class Window : public TOVAMainWindow
+{
+public:
+    explicit Window(const QString& page = QStringLiteral("Record"))
+        : TOVAMainWindow(
+              []() -> std::chrono::nanoseconds { return std::chrono::milliseconds(board.now); })
+    {
+        tabs.setCurrentIndex(tabs.tabText(0) == page ? 0 : 1);
+        show();
+        activateWindow();
+        if (!QTest::qWaitForWindowActive(this)) {
+            qFatal("The window does not become active.");
+        }
+        board.state = [this] { return state(); };
+        board.brutalStop = [this] { recordPage.brutalStop(); };
+    }
+    ~Window() override { board.state = nullptr; }
+    Q_DISABLE_COPY(Window)
+
+    /// The control of that name.
+    template <class Widget>
+    Widget& get(const QString& name)
+    {
+        for (Widget* each : findChildren<Widget*>()) {
+            if (nameOf(*each) == name) {
+                return *each;
+            }
+        }
+        qFatal("There is no control called %s", qPrintable(name));
+    }
+
+    QTabWidget& tabs = *findChild<QTabWidget*>();
+    const QString firstPage = tabs.tabText(tabs.currentIndex());
+    TOVAStreamingTab& recordPage = *findChild<TOVAStreamingTab*>();
+    QPushButton& burn = get<QPushButton>("Burn!");
+    QPushButton& startStop = get<QPushButton>("Start!");
+    QPushButton& brutalStop = get<QPushButton>("Brutal Stop in 5 seconds!");
+    QPushButton& reset = get<QPushButton>("Reset");
+    QLabel& status = get<QLabel>("Status of the recording");
+    QComboBox& file = get<QComboBox>("Path of the record file");
+
+    /// What of both pages is grey, by name, or in a word where that is what must be.
+    QString grey()
+    {
+        static const QHash<QString, QString> words{
+            {"", ""},
+            {"Burn Flash, Choose destination record file, EXL Trigger, Filtering (Check Boxes to "
+             "Reject), PXTS Trigger, Recording mode, Reset",
+             "recording"},
+            {"Burn full image, Burn!, Choose calibration file, Choose main lod file, Record, "
+             "Reset, Verify",
+             "burning"}};
+        QStringList names;
+        for (QWidget* each : findChildren<QWidget*>()) {
+            auto* group = qobject_cast<QGroupBox*>(each->parentWidget());
+            const bool isOff = group != nullptr && group->isCheckable() && !group->isChecked();
+            const int page = tabs.indexOf(each);
+            const QString name = page >= 0          ? tabs.tabText(page)
+                                 : each->isHidden() ? QString()
+                                                    : nameOf(*each);
+            if (!each->isEnabledTo(each->parentWidget()) && !isOff && !name.isEmpty() &&
+                each != &startStop) {
+                names += name;
+            }
+        }
+        names.sort();
+        return words.value(names.join(", "), "grey: " + names.join(", "));
+    }
+
+    /// The buttons that stop, the running timers' periods, and what is grey.
+    QString state()
+    {
+        QStringList shown{startStop.text() + (startStop.isEnabledTo(&recordPage) ? "" : " off")};
+        shown += brutalStop.isHidden() ? QString() : brutalStop.text();
+        for (const QTimer* timer : recordPage.findChildren<QTimer*>()) {
+            shown += timer->isActive() ? QString::number(timer->interval()) : QString();
+        }
+        shown += grey();
+        shown.removeAll(QString());
+        return shown.join(", ");
+    }
+
+    /// Makes a recording of that trace in `mode`.
+    void record(const QString& mode, const std::deque<ScriptedBoard::Read>& reads)
+    {
+        get<QGroupBox>(mode).setChecked(true);
+        board.reads = reads;
+        click(startStop);
+    }
+
+    /// Lets the one running timer of that period end now.
+    void expire(int period)
+    {
+        for (QTimer* timer : recordPage.findChildren<QTimer*>()) {
+            if (timer->isActive() && timer->interval() == period) {
+                timer->setInterval(0);
+            }
+        }
+    }
+
+    /// Calls `act` once with the next modal widget of the type Widget, from inside its event loop.
+    template <class Widget, class Act>
+    void whenShown(Act act)
+    {
+        auto* timer = new QTimer(this);
+        connect(timer, &QTimer::timeout, timer, [timer, act] {
+            auto* widget = qobject_cast<Widget*>(QApplication::activeModalWidget());
+            if (widget != nullptr && widget->isVisible()) {
+                timer->stop();
+                timer->deleteLater();
+                act(*widget);
+            }
+        });
+        timer->start(1);
+    }
+
+    /// Notes the next message box, with the state, and clicks one of its buttons, or presses a key.
+    void answer(const QString& button = QStringLiteral("OK"))
+    {
+        whenShown<QMessageBox>([button](QMessageBox& box) {
+            board.noted.clear();
+            board.note(box.windowTitle() + ": " + box.text());
+            for (QAbstractButton* each : box.buttons()) {
+                if (each->text().remove('&') == button) {
+                    click(*each);
+                    return;
+                }
+            }
+            QTest::keySequence(&box, QKeySequence(button));
+        });
+    }
+
+    /// Types `name` in the next file dialog, or cancels it where that is empty. `opened`, where
+    /// given, receives the folder in which the dialog has opened.
+    void choose(const QString& name, QString* opened = nullptr)
+    {
+        whenShown<QFileDialog>([name, opened](QFileDialog& dialog) {
+            if (opened != nullptr) {
+                *opened = dialog.directory().path();
+            }
+            dialog.findChild<QLineEdit*>("fileNameEdit")->setText(name);
+            QTest::keyClick(&dialog, name.isEmpty() ? Qt::Key_Escape : Qt::Key_Return);
+        });
+    }
+};
