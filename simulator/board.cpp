@@ -18,8 +18,8 @@ std::map<BRAN_ERR_T, std::string> texts = {
     {BRAN_RECORDING_FINISHED, "the recording has finished"},
 };
 
-// A version that the user reads must not be taken for a real board's. The build too knows the
-// library by the words "Tovalink simulated board", so as not to overwrite the maker's.
+// Nobody may take the simulated version for a real board's. place-in-lib recognises the library by
+// the words "Tovalink simulated board", and so never overwrites the maker's.
 void announceOnce()
 {
     static bool isAnnounced = false;
@@ -28,7 +28,7 @@ void announceOnce()
     }
 }
 
-// As long as the parameters are wrong there is no board, and every operation fails with their text.
+// With wrong parameters there is no board, and every operation fails with the error in them.
 Board& board()
 {
     announceOnce();
@@ -94,7 +94,7 @@ BRAN_ERR_T BRAN_GetVersion(unsigned int* version)
     });
 }
 
-// No target is attached to the simulated board, so there is nothing to be seen of a reset.
+// No target is attached to the simulated board, so a reset has no effect.
 void BRAN_ResetTarget()
 {
     announceOnce();

@@ -15,8 +15,8 @@ constexpr std::size_t headerSize = 8;
 const std::string oldExlHeader("DBGP\1\0\1\0", headerSize);
 const std::string newExlHeader("DBGP\1\0\2\0", headerSize);
 
-// Proves a record file of the simulated board whole. Unless the check is strict, the first and the
-// last frame may be cut: a buffer that went round begins anywhere, a brutal stop ends anywhere.
+// Verifies a record file of the simulated board's trace. Unless the check is strict, the first and
+// the last frame may be cut: a ring buffer begins anywhere, a brutal stop ends anywhere.
 class RecordCheck
 {
 public:

@@ -22,7 +22,7 @@ struct Range {
 using Progress = void (*)(float fraction);
 using Work = void (*)(Board& board, const Range& range);
 
-// The file gets its name when it is whole: a part of a flash would be refused ever after.
+// The file gets its name when it is complete, because a part of a flash would be refused later.
 void saveFlash(const Board& board)
 {
     const std::string& path = board.parameters.flashFile;
@@ -36,7 +36,7 @@ void saveFlash(const Board& board)
     }
 }
 
-// A flash file is read for each use, so that one which was removed meanwhile is made anew.
+// The flash file is read for each use, so that a file that was removed is created again.
 void loadFlash(Board& board)
 {
     const std::string& path = board.parameters.flashFile;
@@ -76,8 +76,8 @@ void compare(Board& board, const Range& range)
     }
 }
 
-// Gives `work` the range piece by piece at the board's pace. Returns false where a fault strikes:
-// half way.
+// Gives `work` the range piece by piece, at the board's pace. Returns false half way if a fault
+// strikes.
 bool runPhase(Board& board, const Range& range, bool isFaulty, Progress progress, Work work)
 {
     using Clock = std::chrono::steady_clock;
@@ -96,7 +96,7 @@ bool runPhase(Board& board, const Range& range, bool isFaulty, Progress progress
         done = end;
         const std::chrono::duration<double> needed(pace == 0 ? 0 : double(done) / double(pace));
         const auto due = start + std::chrono::duration_cast<Clock::duration>(needed);
-        // The caller's window lives on the reports alone, so a slow step repeats the last one.
+        // Only the reports keep the caller's window alive, so a slow step repeats the last one.
         while (Clock::now() + longestSilence < due) {
             std::this_thread::sleep_for(longestSilence);
             report(step - 1);

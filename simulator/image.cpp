@@ -12,7 +12,7 @@ namespace
 constexpr std::uint64_t largestLoadFile = 0x8000000;
 constexpr std::uint64_t sectorSize = 0x10000;
 
-// A flash image in PC memory: the record that the caller reads, and what stands behind it.
+// A flash image in PC memory: the record that the caller reads, and the data behind it.
 class Image : public BRAN_FLASH_IMAGE_T
 {
 public:
@@ -53,7 +53,7 @@ private:
         return std::uint32_t(bytes.size());
     }
 
-    // The end address is the one behind the last byte and has 32 bits too.
+    // The end address is one past the last byte and has 32 bits too.
     void setData(std::uint32_t address, std::uint64_t dataEnd)
     {
         const std::uint64_t end = m_isFull ? std::uint64_t{address} + fullSize : dataEnd;
@@ -82,8 +82,8 @@ BRAN_FLASH_IMAGE_T* BRAN_CreateFlashImage(unsigned int imageSize, unsigned int b
     return image.release();
 }
 
-// The caller does not test what BRAN_CreateFlashImage returned: a missing image turns up here, and
-// the reason that is shown is why it could not be created.
+// The caller does not check the result of BRAN_CreateFlashImage. A missing image is noticed here,
+// and the error says why it could not be created.
 BRAN_ERR_T BRAN_FillFlashImage(const char* fileName, BRAN_FLASH_IMAGE_T* image,
                                unsigned int& filledSize)
 {

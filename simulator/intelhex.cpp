@@ -18,10 +18,10 @@ using Bytes = std::vector<std::uint8_t>;
 
 enum Type : std::uint8_t { Data, End, SegmentBase, SegmentStart, LinearBase, LinearStart };
 
-// Length, two bytes of offset and type stand before the data, the checksum behind it.
+// The length, two bytes of offset and the type precede the data; the checksum follows.
 constexpr std::size_t headerSize = 4;
 
-// The bytes of a record that is sound by itself.
+// The bytes of a record that is valid by itself.
 Bytes decode(std::string_view line)
 {
     require(line.front() == ':', "a record begins with a colon");
@@ -60,7 +60,7 @@ public:
         } else if (type == SegmentBase || type == LinearBase) {
             m_base = data[0] * 0x100U + data[1];
             m_base <<= type == SegmentBase ? 4U : 16U;
-        } // Where the program starts does not matter to a flash.
+        } // The program's start address does not matter to a flash.
     }
 
     HexData result() const

@@ -14,14 +14,14 @@ namespace
 
 using Text = std::string_view;
 
-// What stands before the first separator and behind it.
+// The text before the first separator, and the text after it.
 std::pair<Text, Text> splitAtFirst(char separator, Text text)
 {
     const std::size_t end = std::min(text.find(separator), text.size());
     return {text.substr(0, end), text.substr(std::min(end + 1, text.size()))};
 }
 
-// All that read a value return false if it is not valid.
+// The functions that read a value return false if the value is not valid.
 template <typename Number>
 bool readNumber(Number& number, Text text)
 {

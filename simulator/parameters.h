@@ -14,8 +14,8 @@ constexpr std::uint32_t flashBase = 0x01000000;
 constexpr std::uint32_t flashSize = 0x01000000;
 constexpr std::uint32_t flashBlockSize = 0x1000;
 
-/// What can fail. The value is also the result code of a failure, so 9 stays free: it tells the
-/// caller that a recording has ended.
+/// What can fail. The value is also the result code of a failure, so 9 stays free: this code tells
+/// the caller that a recording has ended.
 enum class Operation : std::uint32_t { Version = 1, Create, Fill, Burn, Verify, Start, Read };
 
 struct Fault {
@@ -39,7 +39,7 @@ struct Parameters {
     std::uint64_t buffer = 0x400000; ///< bytes of trace that wait for a late reader
     std::uint32_t triggerMs = 2000;  ///< when the board's own buffer triggers with nothing armed
     std::string reportFile;
-    std::uint64_t failBytes = 0; ///< what a failing read hands out all the same
+    std::uint64_t failBytes = 0; ///< bytes that a failing read still delivers
     std::uint64_t unplugBytes = never;
     std::uint64_t finishBytes = never;
     bool answersStop = true;

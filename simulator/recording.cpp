@@ -45,8 +45,9 @@ bool fires(const Frame& frame, const BRAN_RECORD_CONFIG_T& config)
 
 } // namespace
 
-/// A recording, known by the context that it was started with. No thread runs: each call computes
-/// from the clock what the board has captured since. All offsets are in bytes of the trace.
+/// A recording, identified by the context that it was started with. There is no thread: each call
+/// computes from the clock what the board has captured since. All offsets are in bytes of the
+/// trace.
 class Recording
 {
 public:
@@ -57,7 +58,7 @@ public:
           m_rate(parameters.rate),
           m_isRing(config.recordMode == 0)
     {
-        // Far from what memory that was never filled may hold.
+        // A value that uninitialised memory is unlikely to hold.
         static std::uint64_t lastKey = 0x7A6D31C4E85B9F01;
         m_key = ++lastKey;
         context = {};
@@ -78,7 +79,7 @@ public:
             m_end = isArmed       ? trigger + frameSize
                     : m_rate == 0 ? ringSize
                                   : std::max(bytesIn(time), frameSize);
-            // What was captured before is never looked at, and so never made.
+            // Nobody reads the frames before these, so they are never generated.
             m_base = m_next = m_end - std::min(m_end, ringSize);
         }
         m_first = m_next;
@@ -101,7 +102,7 @@ public:
     [[nodiscard]] bool isOver() const { return m_next >= m_end; }
     [[nodiscard]] std::uint64_t delivered() const { return m_next - m_first - m_lost; }
 
-    // A ring that was triggered is complete: there is nothing left to stop.
+    // A triggered ring is complete, so there is nothing left to stop.
     void stop()
     {
         if (!m_isRing || Clock::now() < m_since) {
@@ -158,7 +159,7 @@ private:
         return wholeFrames(static_cast<std::uint64_t>(std::min(bytes, more)));
     }
 
-    // The end of what the reader could have had by now.
+    // The end of the trace that the reader could have read by now.
     [[nodiscard]] std::uint64_t ready() const
     {
         const Clock::time_point now = Clock::now();
@@ -168,9 +169,9 @@ private:
         return m_rate == 0 ? m_end : std::min(m_end, m_base + bytesIn(now - m_since));
     }
 
-    // Waits until the read can be filled, not only until there is something: a reader that comes
-    // back at once would get a frame at a time, and never let the processor rest. Half of the
-    // board's buffer stays free meanwhile.
+    // Waits until the read can be filled, not only until a frame is there: a reader that returns at
+    // once would get one frame at a time and keep the processor busy. Half of the board's buffer
+    // stays free meanwhile.
     void waitFor(std::size_t size) const
     {
         constexpr std::chrono::milliseconds longestWait(10);
@@ -186,11 +187,11 @@ private:
     std::uint64_t m_rate;
     bool m_isRing;
 
-    // What lies behind m_base becomes ready from m_since on.
+    // The trace behind m_base becomes ready from m_since on.
     Clock::time_point m_since = Clock::now();
     std::uint64_t m_base = 0;
     std::uint64_t m_end = never;
-    std::uint64_t m_room = never; // for what waits for the reader
+    std::uint64_t m_room = never; // for trace that waits for the reader
     std::uint64_t m_first = 0;
     std::uint64_t m_next = 0;
     std::uint64_t m_lost = 0;
@@ -221,7 +222,7 @@ BRAN_ERR_T BRAN_StartRecording(const BRAN_RECORD_CONFIG_T& config, BRAN_RECORD_C
     });
 }
 
-// The bytes of a failing read count, too.
+// The bytes of a failing read count too.
 BRAN_ERR_T BRAN_GetRecordData(BRAN_RECORD_CONTEXT_T& context, char* buffer, unsigned int size,
                               unsigned int& bytesRead)
 {
@@ -250,7 +251,7 @@ BRAN_ERR_T BRAN_GetRecordData(BRAN_RECORD_CONTEXT_T& context, char* buffer, unsi
     return isOver && result == BRAN_SUCCESS ? BRAN_RECORDING_FINISHED : result;
 }
 
-// What is wrong with the request is told by the next read.
+// The next read reports what is wrong with the request.
 void BRAN_StopRecordingRequest(BRAN_RECORD_CONTEXT_T& context)
 {
     attempt(Operation::Read, [&](Board& board) {

@@ -6,7 +6,7 @@
 
 QString boardErrorText(BRAN_ERR_T code)
 {
-    // More than any sentence; a box for it would not fit on a screen.
+    // Longer than any sentence. A box with more text would not fit on the screen.
     constexpr std::size_t maxLength = 1000;
     constexpr int maxLines = 20;
     const char* text = BRAN_GetErrorString(code);

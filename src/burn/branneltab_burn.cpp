@@ -38,12 +38,12 @@ QString summary(const BRAN_FLASH_IMAGE_T& image)
 
 void TOVABrannelTab::go()
 {
-    // A shortcut clicks the button after a moment, when another key may have started a burn
-    // already, or the window may be gone.
+    // A shortcut clicks the button after a moment. By then another key may have started a burn, or
+    // the window may be closed.
     if (!m_burnButton->isEnabled() || isWindowClosed(*this)) {
         return;
     }
-    // A window that is closed meanwhile must neither cut the burn short nor hide its error.
+    // Closing the window must neither cut the burn short nor hide its error.
     const QEventLoopLocker untilReported;
     const QString lodPath = m_lodComboBox->currentText();
     const QString cfpPath = m_cfpComboBox->currentText();
@@ -66,8 +66,8 @@ void TOVABrannelTab::go()
     }
 }
 
-/// Burns the two files as one image; the download's result, or nothing if a file could not be
-/// filled in, which the user has been told by then.
+/// Burns the two files as one image. Returns the download's result, or nothing if the image could
+/// not be made, which the user has been told.
 std::optional<BRAN_ERR_T> TOVABrannelTab::buildAndDownload(const QString& lodPath,
                                                            const QString& cfpPath)
 {
@@ -122,7 +122,7 @@ void TOVABrannelTab::saveRecentFiles()
     updateComboBoxesFromConfig();
 }
 
-/// Shows what comes next and paints it, since the next board call may take long.
+/// Shows and paints the next status, because the next board call may take long.
 void TOVABrannelTab::showStep(const QString& status)
 {
     m_statusLabel->setText(status);

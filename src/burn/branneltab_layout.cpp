@@ -20,7 +20,7 @@ QLabel* createStatusLabel(QWidget* row)
     constexpr int width = 150;
     auto* label = new ReadoutLabel(QStringLiteral("Status of the burn"), row);
     label->setFixedWidth(width);
-    // With a large font the longest status takes two lines, for which a row gives no height later.
+    // With a large font the longest status takes two lines, and a row does not grow later.
     label->setWordWrap(true);
     label->ensurePolished();
     label->setText(QStringLiteral("Creating Image..."));
@@ -131,8 +131,8 @@ void TOVABrannelTab::createBurnButton(QWidget* row)
     m_burnButton = new QPushButton(QStringLiteral("&Burn!"), row);
     m_burnButton->setToolTip(
         QStringLiteral("Builds a flash image from the chosen files and burns it into the board."));
-    // A button has one shortcut: Ctrl+B takes the place of the underlined letter's, which therefore
-    // gets one of its own.
+    // A button has one shortcut. Ctrl+B replaces the one of the underlined letter, which therefore
+    // gets a shortcut of its own.
     m_burnButton->setShortcut(QKeySequence(QStringLiteral("Ctrl+B")));
     const QKeySequence mnemonicKeys = QKeySequence::mnemonic(m_burnButton->text());
     auto* mnemonic = new QShortcut(mnemonicKeys, m_burnButton);

@@ -17,7 +17,7 @@ constexpr int maxPercent = 100;
 int toPercent(float fraction)
 {
     const float percent = fraction * 100.0F;
-    // Negated, so that a fraction that is no number ends here as well.
+    // Negated, so that a NaN ends here too.
     if (!(percent > 0.0F)) {
         return 0;
     }

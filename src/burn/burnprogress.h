@@ -3,8 +3,8 @@
 class QLabel;
 class QProgressBar;
 
-/// What the progress callbacks update: the board library hands them no context of their own. Set by
-/// the one Burn tab, which owns both widgets.
+/// The widgets that the progress callbacks update, because the board library passes no context to
+/// them. Set by the one Burn tab, which owns both.
 extern QProgressBar* s_progress;
 extern QLabel* s_label;
 

@@ -4,8 +4,8 @@
 #include <QStringList>
 
 /// What the program remembers between runs, in "tovaconfig.cfg" in the working directory: for each
-/// kind of file the five files used last, most recent first, and the folder used last. A list holds
-/// no empty entry and none twice.
+/// kind of file the five files used last, most recent first, and the folder used last. A list has
+/// no empty entry and no duplicate.
 class TOVAConfiguration
 {
 public:
@@ -18,11 +18,10 @@ public:
     static QStringList m_lastPrfFiles;
     static QString m_lastPrfFolder;
 
-    /// Whether a second click on Start/Stop within a second is ignored. Not saved.
+    /// Whether "Start!" and "Stop!" are protected against double clicks. Not saved.
     static bool m_isDoubleClickedProtected;
 
-    /// Puts `path` at the front (`prepend`) or the back of its list; an entry equal to it moves
-    /// there.
+    /// Puts `path` at the front (`prepend`) or the back of its list; an equal entry moves there.
     static void addLastLod(const QString& path, bool prepend);
     static void addLastCfp(const QString& path, bool prepend);
     static void addLastPrf(const QString& path, bool prepend);
@@ -34,11 +33,10 @@ public:
     static QString getLastCfpFolder() { return m_lastCfpFolder; }
     static QString getLastPrfFolder() { return m_lastPrfFolder; }
 
-    /// Writes the whole store to the file. If that fails the result is false, and the file on disk
-    /// stays as it was, except where it can only be written in place.
+    /// Writes the whole store to the file. False if that fails; the file on disk then stays as it
+    /// was, unless it can only be written in place.
     static bool dumpConfig();
 
-    /// Adds what the file holds to the store; true if all of it was well-formed. What stands before
-    /// an error is taken.
+    /// Adds the content of the file to the store, up to the first error; true if there is no error.
     static bool readConfig();
 };

@@ -23,7 +23,7 @@ inline constexpr std::array<ConfigurationKind, 3> configurationKinds{{
      TOVAConfiguration::m_lastPrfFolder},
 }};
 
-/// The name is relative: the file lies in the folder that the program was started in.
+/// A relative name: the file is in the folder that the program was started in.
 inline constexpr const char* configurationFile = "tovaconfig.cfg";
 
 /// Puts `path` at the front (`prepend`) or the back of the list, once, and keeps the list short.

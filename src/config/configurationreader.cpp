@@ -16,9 +16,9 @@
 namespace
 {
 
-// The reader neither bounds its memory nor its stack nor its time, so what it is handed is bounded.
-// No file that the program has written comes near: it has eighteen paths, two levels, and neither
-// entities nor element declarations.
+// The reader limits neither its memory nor its stack nor its time, so its input is limited. The
+// program's own files stay far below: eighteen paths, two levels, and neither entities nor element
+// declarations.
 constexpr qint64 maxFileSize = 1 << 20;
 constexpr int maxDepth = 100;
 
@@ -80,7 +80,7 @@ bool readConfigurationFile(const QString& fileName)
     TOVAConfigurationParser parser;
     QXmlSimpleReader reader;
     reader.setContentHandler(&parser);
-    // Its search for a name's namespace takes hours where a thousand of them are declared.
+    // The reader's search for a namespace takes hours if a thousand of them are declared.
     reader.setFeature(QStringLiteral("http://xml.org/sax/features/namespaces"), false);
     return reader.parse(source) && isWhole;
 }

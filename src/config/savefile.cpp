@@ -17,9 +17,8 @@ QByteArray folderOf(const QString& name)
     return QFile::encodeName(QFileInfo(name).path());
 }
 
-/// Gives the new file the owner, group and mode of the one it replaces. A file that was not there
-/// before, made by root, goes to the owner of the folder: with root as its owner the user could
-/// not save from then on.
+/// Gives the new file the owner, group and mode of the one it replaces. A new file that root
+/// creates goes to the owner of the folder, who could not save to a file of root's.
 bool inherit(int descriptor, const QString& name)
 {
     constexpr mode_t modeBits = 07777;
@@ -33,7 +32,7 @@ bool inherit(int descriptor, const QString& name)
            fchown(descriptor, old.st_uid, old.st_gid) == 0;
 }
 
-/// Whether the file was replaced by one that holds the content; nothing if it cannot be replaced.
+/// True if the file was replaced, false if writing failed, nothing if the file cannot be replaced.
 std::optional<bool> replace(const QString& name, const QByteArray& content)
 {
     QSaveFile file(name);
@@ -43,12 +42,12 @@ std::optional<bool> replace(const QString& name, const QByteArray& content)
         }
         return {};
     }
-    // commit() reports success after a short write, and would put half a file in the whole one's
-    // place; the buffered bytes are only known to be written once they are flushed.
+    // commit() reports success even after a short write, and would replace a whole file with half
+    // of one. Only a flush tells whether the buffered bytes are written.
     if (file.write(content) != content.size() || !file.flush()) {
         return false;
     }
-    // Only now, since the file has proved that there is room for what would be written in place.
+    // Only now, because the new file has proved that there is room for writing in place.
     if (!inherit(file.handle(), name)) {
         return {};
     }
@@ -61,14 +60,14 @@ std::optional<bool> replace(const QString& name, const QByteArray& content)
 
 bool writeInPlace(const QString& name, const QByteArray& content)
 {
-    // A pipe that nobody reads must not hold the program up.
+    // A pipe without a reader must not block the program.
     const int descriptor =
         open(QFile::encodeName(name).constData(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (descriptor < 0) {
         return false;
     }
     const ssize_t written = write(descriptor, content.constData(), size_t(content.size()));
-    // Only a plain file has an end that can be moved.
+    // Only a plain file can be truncated.
     const bool isEnded = written >= 0 && (ftruncate(descriptor, written) == 0 || errno == EINVAL);
     return close(descriptor) == 0 && isEnded && written == content.size();
 }
@@ -81,7 +80,7 @@ bool saveFile(const QString& name, const QByteArray& content)
     if (old.exists() && !old.isFile()) {
         return writeInPlace(name, content);
     }
-    // What a link leads to is replaced, not the link.
+    // The target of a link is replaced, not the link itself.
     const bool isLink = old.exists() && old.isSymLink();
     const auto isReplaced = replace(isLink ? old.canonicalFilePath() : name, content);
     return isReplaced ? *isReplaced : writeInPlace(name, content);

@@ -19,7 +19,7 @@ void saveNow()
 
 AtExit::AtExit(std::function<void()> save)
 {
-    // Registered late, so that it runs before anything that it needs is destroyed.
+    // Registered late, so that the handler runs before anything that it needs is destroyed.
     [[maybe_unused]] static const int isRegistered = std::atexit(saveNow);
     s_save = std::move(save);
 }

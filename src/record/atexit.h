@@ -2,9 +2,9 @@
 
 #include <functional>
 
-/// Saves a recording if the program ends by exit() before it is over: the toolkit ends it so, from
-/// inside an event pass, when the display or the session manager is lost. Nothing of the window may
-/// be shown then.
+/// Saves what a recording has not saved yet if the program ends by exit(). The toolkit calls exit()
+/// from inside an event pass when the display or the session manager is lost. Nothing may be shown
+/// then.
 class AtExit
 {
 public:

@@ -10,7 +10,7 @@ QString durationText(double seconds)
     constexpr double secondsPerMinute = 60;
     constexpr qint64 minutesPerHour = 60;
     constexpr qint64 minutesPerDay = 24 * minutesPerHour;
-    // More than anybody waits for, and still a number.
+    // Longer than anybody waits, and still within an integer.
     constexpr double longest = 1e9;
     const auto minutes = static_cast<qint64>(qMin(seconds, longest) / secondsPerMinute);
     return minutes >= 2 * minutesPerDay ? QStringLiteral("%1 days").arg(minutes / minutesPerDay)

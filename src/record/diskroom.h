@@ -2,6 +2,6 @@
 
 #include <QString>
 
-/// How much room a disk has, and how long that is enough for at a rate in KB/s; empty for a
-/// negative number of bytes, which is what has no disk.
+/// How much room a disk has, and how long the room lasts at a rate in KB/s. Empty for a negative
+/// number of bytes, which stands for a file without a disk.
 QString diskRoomText(qint64 freeBytes, float kilobytesPerSecond);

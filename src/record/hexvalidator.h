@@ -2,8 +2,8 @@
 
 #include <QValidator>
 
-/// Holds a field to at most eight hexadecimal digits and a maximum value. Nothing it lets through
-/// is ever final, so the line edit leaves the text alone when editing ends.
+/// Holds a field to at most eight hexadecimal digits and a maximum value. No input is ever
+/// Acceptable, and fixup() changes nothing, so the text stays as it was typed.
 class TOVAHexValidator : public QValidator
 {
     Q_OBJECT

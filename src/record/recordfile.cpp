@@ -15,7 +15,7 @@
 namespace
 {
 
-constexpr mode_t readWriteForAll = 0666; // less what the user's umask takes away
+constexpr mode_t readWriteForAll = 0666; // less the user's umask
 constexpr int pipeBytes = 1 << 20;
 constexpr int longestPauseMs = 2000;
 
@@ -26,19 +26,19 @@ struct stat statusOf(int descriptor)
     return status;
 }
 
-/// Whether this program is the only one to write the file, as far as its file system can tell.
+/// Locks the file against other programs. True also where the file system has no locks.
 bool lock(int descriptor)
 {
     return flock(descriptor, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }
 
-/// Whether the file is empty; what is no plain file has nothing to lose.
+/// Empties the file. True also for a file that is not a plain one, which has nothing to lose.
 bool truncate(int descriptor)
 {
     return ftruncate(descriptor, 0) == 0 || !S_ISREG(statusOf(descriptor).st_mode);
 }
 
-/// Waits for the reader of a pipe that is full; false if it takes nothing for too long.
+/// Waits for the reader of a full pipe; false if the reader takes nothing for too long.
 bool waitForReader(int descriptor)
 {
     pollfd writable = {descriptor, POLLOUT, 0};
@@ -49,7 +49,7 @@ bool waitForReader(int descriptor)
     return result > 0;
 }
 
-/// Writes what the file takes, at least one byte; -1 if it takes none.
+/// Writes as much as the file takes, at least one byte; -1 if the file takes nothing.
 ssize_t writeSome(int descriptor, const char* bytes, std::size_t count)
 {
     while (true) {
@@ -79,8 +79,8 @@ bool RecordFile::open(const QString& name)
 {
     close();
     m_name = name;
-    // Not blocking, or a pipe without a reader would hold the window for ever. Appending, or
-    // somebody who empties the file in between would be hidden by a hole of the old length.
+    // Without O_NONBLOCK a pipe without a reader would block the window for ever. Without O_APPEND
+    // a hole of the old length would hide that somebody has emptied the file.
     m_descriptor =
         ::open(QFile::encodeName(name).constData(),
                O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, readWriteForAll);
@@ -93,8 +93,7 @@ bool RecordFile::open(const QString& name)
     }
     const struct stat status = statusOf(m_descriptor);
     m_isPlainFile = S_ISREG(status.st_mode) && status.st_nlink > 0;
-    // A pipe that holds more lets its reader pause longer; for any other file the call does
-    // nothing.
+    // A larger pipe lets its reader pause longer. For any other file the call does nothing.
     fcntl(m_descriptor, F_SETPIPE_SZ, pipeBytes);
     return true;
 }
@@ -125,8 +124,7 @@ bool RecordFile::flush()
         return false;
     }
 #ifdef SYNC_FILE_RANGE_WRITE
-    // So that the last synchronisation has little left to wait for. What fails here fails there
-    // too.
+    // Leaves little to wait for in the last synchronisation, which also reports what fails here.
     constexpr off64_t toTheEnd = 0;
     static_cast<void>(sync_file_range(m_descriptor, 0, toTheEnd, SYNC_FILE_RANGE_WRITE));
 #endif
@@ -138,7 +136,7 @@ bool RecordFile::sync()
     if (!handOver() || !isStillThere()) {
         return false;
     }
-    // Two errors are of files that have no disk, such as pipes.
+    // EINVAL and EROFS come from files that have no disk, such as pipes.
     if (fdatasync(m_descriptor) == 0 || errno == EINVAL || errno == EROFS) {
         return true;
     }
@@ -209,7 +207,7 @@ bool RecordFile::handOver()
 bool RecordFile::writeThrough(const char* bytes, std::size_t count)
 {
     while (m_failure == Failure::None && count > 0) {
-        // A disk that fills up takes a part and gives no reason; only the next try tells it.
+        // A disk that fills up takes a part without an error. Only the next write gives the reason.
         const ssize_t written = writeSome(m_descriptor, bytes, count);
         if (written <= 0) {
             return fail(Failure::Write, writeError());
@@ -221,7 +219,7 @@ bool RecordFile::writeThrough(const char* bytes, std::size_t count)
     return m_failure == Failure::None;
 }
 
-/// Only the open file is looked at: one that was renamed still has every byte, and a look at its
+/// Checks only the open file, not its name: a renamed file still has every byte, and a check of the
 /// name could raise a false alarm on an odd file system.
 bool RecordFile::isStillThere()
 {

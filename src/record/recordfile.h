@@ -15,31 +15,32 @@ public:
     RecordFile(const RecordFile&) = delete;
     RecordFile& operator=(const RecordFile&) = delete;
 
-    /// Creates the file, or empties an existing one. False, with an existing file untouched, if it
-    /// cannot be written, another program records into it, or writing could block for ever.
+    /// Creates the file, or empties an existing one. False, with an existing file untouched, if the
+    /// file cannot be written, if another program records into it, or if writing could block for
+    /// ever.
     bool open(const QString& name);
 
     /// Each of these is false from the first failure on.
     bool writeHeader(bool newExlFormat);
     bool write(const char* bytes, std::size_t count);
-    /// Hands over to the system what is still kept back, so that a killed program loses none of it,
-    /// sees that nobody has taken the file away, and starts the writing to the disk.
+    /// Hands the buffered bytes to the system, so that a killed program loses none of them, checks
+    /// that nobody has taken the file away, and starts the writing to the disk.
     bool flush();
-    /// The same, but waits until all of it is on the disk, so that a power cut loses none of it.
+    /// The same, but waits until all bytes are on the disk, so that a power cut loses none of them.
     bool sync();
 
-    /// Takes everything out again, so that a file that failed leaves room for the next one.
+    /// Empties the file, so that a file that failed leaves room for the next one.
     void empty();
     void close();
 
     /// The trace bytes that are in the file.
     qint64 traceBytes() const;
-    /// The bytes that its disk still has room for; -1 for what is no plain file.
+    /// The free bytes on the file's disk; -1 if this is not a plain file.
     qint64 freeBytes() const;
 
-    /// What happened to which file and why; empty if nothing has.
+    /// What happened, to which file and why; empty if nothing has failed.
     QString failure() const;
-    /// The same, followed by what that has left of the recording in the file.
+    /// The same, followed by how much of the recording is in the file.
     QString failureText() const;
 
 private:

@@ -15,7 +15,7 @@ public:
 
     State validate(QString& input, int& pos) const override;
 
-    /// Keeps the digits of `input`, and makes it "1" where they are no size.
+    /// Keeps the digits of `input`, or makes `input` "1" if they are no size.
     void fixup(QString& input) const override;
 
 private:

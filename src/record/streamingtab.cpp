@@ -27,8 +27,8 @@ bool userReplaces(QWidget* parent, const QString& file)
 }
 
 /// Asks for a record file to write; empty if the user cancels. The dialog's own question about an
-/// existing file is about the name as typed, so the question is asked here, about the name that
-/// will be written.
+/// existing file would be about the name as typed. This question is about the name that will be
+/// written.
 QString askForRecordFile(QWidget* parent, QString start)
 {
     while (true) {
@@ -93,7 +93,7 @@ void TOVAStreamingTab::onHardwareBuffer(bool /*on*/)
     checkMode(m_hardwareBufferGroup);
 }
 
-/// Makes `mode` the one checked mode, also where the user has just unchecked it.
+/// Makes `mode` the one checked mode, even if the user has just unchecked it.
 void TOVAStreamingTab::checkMode(const QWidget* mode)
 {
     const QSignalBlocker onTheFly(m_onTheFlyGroup);

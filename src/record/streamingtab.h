@@ -50,19 +50,20 @@ protected slots:
     void reenableButton();
     void started();
     void stopped();
-    /// The library has not ended the recording some seconds after it was asked to.
+    /// Offers the brutal stop: some seconds after the request the library has not ended the
+    /// recording.
     void brutalTimer();
     void brutalCountDown();
 
 private:
     struct Ring;
 
-    /// What the board does with a recording, as far as the library has told.
+    /// What the board does with a recording, as far as the library has reported.
     enum class Board {
         Idle,        ///< nothing, and the page is not in its recording state
         Recording,   ///< records, and may be asked to stop
         AskedToStop, ///< records on until the library answers
-        Ended,       ///< nothing more: what was read is being saved, or a failure told
+        Ended,       ///< nothing more: bytes are being saved, or a failure shown
     };
 
     /// What a read means to a recording loop.
@@ -159,11 +160,10 @@ private:
 
     SteadyClock m_clock;
     DoubleClickGuard* m_doubleClickGuard = nullptr;
-    /// Ends the double-click protection. Its own timer, so that none is left over from a recording
-    /// that has ended, or from before the hardware trigger, to enable the button when it must not
-    /// be.
+    /// Ends the double-click protection. A timer of its own can be stopped, so that no timeout from
+    /// an earlier recording, or from before the hardware trigger, enables the button.
     QTimer* m_reenableTimer = nullptr;
-    /// m_recording does not tell it: the hardware trigger clears that early.
+    /// Not the same as m_recording, which the hardware trigger clears early.
     Board m_board = Board::Idle;
     QString m_readFailure;
     FocusKeeper m_focus;

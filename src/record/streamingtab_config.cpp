@@ -34,7 +34,7 @@ BRAN_RECORD_CONFIG_T TOVAStreamingTab::makeRecordConfigFromUserOptions()
     const bool rejectXcpu = m_xcpuCheck->isChecked();
     const bool rejectBcpu = m_bcpuCheck->isChecked();
     config.cpuFilterSelect = rejectBcpu ? recordXcpu : recordBcpu;
-    // Rejecting both would record nothing, so it is taken as rejecting none.
+    // Rejecting both would record nothing, so both count as none.
     config.cpuFilterMask1 = rejectXcpu != rejectBcpu ? oneCpuOnly : noCpuFilter;
     config.cpuFilterMask2 = config.cpuFilterMask1;
 

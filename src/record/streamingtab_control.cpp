@@ -31,11 +31,11 @@ void TOVAStreamingTab::go()
         }
         return;
     }
-    // The hardware trigger has fired, or the click had to wait until the window was gone.
+    // The hardware trigger has fired, or the click waited until the window was closed.
     if (m_board != Board::Idle || isWindowClosed(*this)) {
         return;
     }
-    // A window that is closed meanwhile must not hide the questions that saving may ask.
+    // Closing the window must not hide the questions that saving may ask.
     const QEventLoopLocker untilSaved;
     m_brutalStop = false;
     if (m_onTheFlyGroup->isChecked()) {
@@ -93,7 +93,7 @@ void TOVAStreamingTab::waitForStop()
     setStartStopEnabled(false);
 }
 
-/// Takes the brutal stop away, which a recording that is over needs no more.
+/// Takes the brutal stop away, which a finished recording no longer needs.
 void TOVAStreamingTab::endStopControl()
 {
     m_countDownTimer->stop();
@@ -104,7 +104,7 @@ void TOVAStreamingTab::endStopControl()
     m_brutalStopButton->hide();
 }
 
-/// What the board's buffer holds when its trigger has fired is delivered to its end.
+/// Once the trigger has fired, the board's buffer is delivered to its end.
 void TOVAStreamingTab::takeStopAway()
 {
     m_recording = false;
@@ -113,7 +113,7 @@ void TOVAStreamingTab::takeStopAway()
 }
 
 /// Asks the board to stop, unless that was done, and offers the brutal stop if the board does not
-/// answer: also where the hardware trigger has taken both away.
+/// answer. This works even if the hardware trigger has taken both away.
 void TOVAStreamingTab::letUserStopAgain()
 {
     m_recording = true;
@@ -124,14 +124,14 @@ void TOVAStreamingTab::letUserStopAgain()
     }
 }
 
-/// The library has ended the recording, or failed: nothing is asked of it any more.
+/// The library has ended the recording or failed, and is asked for nothing any more.
 void TOVAStreamingTab::settleEnd()
 {
     m_board = Board::Ended;
 }
 
-/// Clicks that were made on "Stop!" during the last read still wait. The button is enabled again by
-/// stopped() only.
+/// Drops the clicks on "Stop!" that were made during the last read. Only stopped() enables the
+/// button again.
 void TOVAStreamingTab::dropClicksOnStop()
 {
     m_reenableTimer->stop();

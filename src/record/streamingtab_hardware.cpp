@@ -5,8 +5,8 @@
 #include <QCoreApplication>
 #include <QLabel>
 
-// Each end calls stopped() by hand: the final line comes after it when a read has failed, and
-// before it otherwise.
+// Each end calls stopped() by hand: the final line comes after stopped() when a read has failed,
+// and before it otherwise.
 void TOVAStreamingTab::bufferModeRoutine()
 {
     RecordFile file;

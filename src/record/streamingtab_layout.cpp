@@ -25,9 +25,8 @@ constexpr int anyAddress = -1;
 constexpr int maxCustomTag = 0xFFFF;
 constexpr unsigned int maxBufferMegabytes = 64;
 
-/// Creates a checked group. What is to start unchecked is unchecked when it has its children: a
-/// child that is disabled in its own constructor stays nameless and without a role for a screen
-/// reader.
+/// Creates a checked group. Uncheck a group only when it has its children: a child that is disabled
+/// in its own constructor has no name and no role for screen readers.
 Q3VGroupBox* createCheckableGroup(const QString& title, const QString& tip, QWidget* parent)
 {
     auto* group = new Q3VGroupBox(title, parent);
@@ -58,7 +57,7 @@ QLineEdit* createAddressRow(const QString& text, const QString& tip, QWidget* gr
     tighten(*row);
     auto* label = new PlainLabel(text, row);
     label->setFixedWidth(addressLabelWidth);
-    // The text is wider than the label with most fonts, and a row gives no height for more lines.
+    // With most fonts the text is wider than the label, and a row does not grow for more lines.
     label->setWordWrap(true);
     label->ensurePolished();
     label->setMinimumHeight(label->heightForWidth(addressLabelWidth));

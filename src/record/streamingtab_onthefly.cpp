@@ -6,8 +6,8 @@
 #include <QCoreApplication>
 #include <QLabel>
 
-// Each end calls stopped() by hand: the file is closed after it at a good end, and before it after
-// a failure.
+// Each end calls stopped() by hand: the file is closed after stopped() at a good end, and before
+// stopped() after a failure.
 void TOVAStreamingTab::onTheFlyRoutine()
 {
     RecordFile file;

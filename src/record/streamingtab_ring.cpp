@@ -15,17 +15,18 @@
 #include <cstdlib>
 #include <cstring>
 
-/// How far the ring is filled. As long as it has not wrapped, it holds the bytes before the cursor;
-/// from then on the oldest byte lies at the cursor.
+/// How far the ring is filled. Until the ring wraps, it holds the bytes before the cursor; from
+/// then on the oldest byte is at the cursor.
 struct TOVAStreamingTab::Ring {
     std::uint32_t cursor = 0;
-    /// Wider than what is shown, since a count that starts again at 4 GiB would meet the cursor.
+    /// Wider than the count that is shown: one that starts again at 4 GiB would equal the cursor
+    /// again.
     std::uint64_t totalBytes = 0;
 
     bool hasWrapped() const { return totalBytes != cursor; }
 
-    /// Takes in the bytes that were just read at the cursor of the ring `bytes`. What lies behind
-    /// the ring's end, at `size`, moves to its start.
+    /// Adds the bytes that were just read at the cursor of the ring `bytes`. Bytes beyond the
+    /// ring's end, at `size`, move to its start.
     void advance(char* bytes, std::uint32_t size, std::uint32_t bytesRead)
     {
         cursor += bytesRead;
@@ -100,8 +101,8 @@ std::uint32_t TOVAStreamingTab::ringSizeFromUser()
     return m_bufferSizeEdit->text().toUInt() << megabyteShift;
 }
 
-/// Makes the ring `size` bytes large, with room behind its end for a read that goes past it. Where
-/// there is no memory for it, ends the recording and tells the user: false.
+/// Makes the ring `size` bytes large, with room behind its end for a read that goes past it. If
+/// there is no memory, ends the recording, tells the user and returns false.
 bool TOVAStreamingTab::allocateRing(std::uint32_t size)
 {
     if (size == m_circularBufferSize) {
@@ -124,10 +125,11 @@ bool TOVAStreamingTab::allocateRing(std::uint32_t size)
     return false;
 }
 
-/// Saves the ring in the record file; as long as that fails, the user may choose another one.
+/// Saves the ring in the record file. As long as that fails, the user may choose another file.
 void TOVAStreamingTab::saveRing(const Ring& ring)
 {
-    // The user may take minutes to answer below, and a late timer must not change how it ended.
+    // The user may take minutes to answer below, and a late timer must not change how the recording
+    // ended.
     const QString stop = howItStopped();
     QString problem = trySavingRing(ring);
     while (!problem.isEmpty()) {
@@ -148,7 +150,7 @@ void TOVAStreamingTab::saveRing(const Ring& ring)
                   .arg(QString::number(ring.cursor), stop));
 }
 
-/// Saves the ring in the file that is named; what went wrong, empty if nothing did.
+/// Saves the ring in the named file. Returns what went wrong; empty if nothing did.
 QString TOVAStreamingTab::trySavingRing(const Ring& ring)
 {
     RecordFile file;
@@ -161,7 +163,7 @@ QString TOVAStreamingTab::trySavingRing(const Ring& ring)
     if (writeRing(ring, file)) {
         return {};
     }
-    // What the file has taken would be missing on its disk for the next try.
+    // The bytes in this file would take room on the disk from the next try.
     file.empty();
     return file.failure() +
            QStringLiteral(

@@ -61,8 +61,8 @@ bool TOVAStreamingTab::startRecording()
     return result == BRAN_SUCCESS;
 }
 
-/// Reads trace bytes. A count above `size` would lead past the end of the buffer, so none of them
-/// are taken; a library that calls that a success has failed.
+/// Reads trace bytes. If the library reports more than `size` bytes, none are taken, and a success
+/// that it reports counts as a failure.
 TOVAStreamingTab::Outcome TOVAStreamingTab::readTrace(char* buffer, unsigned int size,
                                                       unsigned int& bytesRead)
 {
@@ -121,7 +121,8 @@ bool TOVAStreamingTab::finishRecording(RecordFile& file, const char* bytes, unsi
     return true;
 }
 
-/// Tells why a read has failed, and why the file has if both have; the trace bytes in the file.
+/// Shows why a read has failed, and then why the file has, if it has too. Returns the number of
+/// trace bytes in the file.
 qint64 TOVAStreamingTab::reportFailedRead(RecordFile& file, std::uint32_t totalBytes)
 {
     const bool isOnDisk = file.sync();
@@ -143,7 +144,7 @@ void TOVAStreamingTab::stopAfterFailedWrite(RecordFile& file)
     stopped();
 }
 
-/// Tells each failure in a box of its own; an empty text is none.
+/// Shows each failure in a box of its own; an empty text is no failure.
 void TOVAStreamingTab::reportFailures(const QStringList& failures)
 {
     for (const QString& failure : failures) {
@@ -172,7 +173,7 @@ void TOVAStreamingTab::showRecorded(qint64 bytes, const QString& end)
         QStringLiteral("Recorded %1 bytes. (Stopped %2!)").arg(QString::number(bytes), end));
 }
 
-/// Tells in the status line's tip how long the disk of the file will last.
+/// Shows in the status line's tip how long the disk of the file will last.
 void TOVAStreamingTab::showRoomOnDisk(const RecordFile& file, float rate)
 {
     m_statusLabel->setToolTip(diskRoomText(file.freeBytes(), rate));

@@ -19,7 +19,7 @@ int main(int argc, char* argv[])
     QGuiApplication::setDesktopFileName(QStringLiteral("tovalink"));
     const QApplication application(argc, argv);
     QApplication::setStyle(createStyle());
-    // The only window of its own: closing it ends the event loop.
+    // The only top-level window: closing it ends the event loop.
     TOVAMainWindow window;
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/images/tovalink.png")));
     window.setWindowTitle(QString::fromLatin1(ver));
@@ -28,7 +28,7 @@ int main(int argc, char* argv[])
     const SessionEnd sessionEnd(window);
     window.show();
     const int result = QApplication::exec();
-    // All is saved by now, and Qt would wait for ever for a bus that does not answer.
+    // Everything is saved by now, and Qt would wait for ever for a bus that does not answer.
     if (!QThreadPool::globalInstance()->waitForDone(1000)) {
         std::_Exit(result);
     }

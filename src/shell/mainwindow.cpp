@@ -72,8 +72,8 @@ void TOVAMainWindow::connectPages()
             &TOVAMainWindow::streamUngreyGUI);
 }
 
-/// While a page works the machine does not fall asleep, and when that has ended a user who looks at
-/// another window is called.
+/// While a page works, the machine does not fall asleep. When the work has ended, the window asks
+/// for attention if another window is active.
 void TOVAMainWindow::watchWork()
 {
     auto* inhibitor = new SleepInhibitor(this);

@@ -8,7 +8,8 @@
 SessionEnd::SessionEnd(TOVAMainWindow& window) : m_window(window)
 {
 #if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
-    // It would close the window whenever the session is saved, also while the session goes on.
+    // The fallback would close the window whenever the session is saved, even if the session goes
+    // on.
     QGuiApplication::setFallbackSessionManagementEnabled(false);
 #endif
     qApp->installEventFilter(this);
@@ -16,8 +17,8 @@ SessionEnd::SessionEnd(TOVAMainWindow& window) : m_window(window)
 
 bool SessionEnd::eventFilter(QObject* /*watched*/, QEvent* event)
 {
-    // What the end of the session comes down to. A quit ends the loops of all boxes at once,
-    // unanswered. The operation that shows them ends the program itself when it is over.
+    // The end of the session arrives as a quit, which would end the loops of all boxes at once,
+    // unanswered. The running operation ends the program itself when the operation is over.
     if (event->type() != QEvent::Quit || !m_window.isWorking()) {
         return false;
     }

@@ -4,10 +4,9 @@
 
 class TOVAMainWindow;
 
-/// Lets the end of the user's session end the program as closing its window does: what was recorded
-/// is saved, and a box that is open still gets its answer. Nothing ends while the session manager
-/// only asks for what is to be saved, since it may go on or call the end off. To be created when
-/// the application and the window exist.
+/// Makes the end of the user's session work like closing the window: the recording is saved, and an
+/// open box still gets its answer. A session manager that only asks to save ends nothing, because
+/// the session may go on. Create the object after the application and the window.
 class SessionEnd : public QObject
 {
     Q_OBJECT

@@ -23,7 +23,7 @@ QDBusMessage inhibitRequest(const QString& reason)
 void SleepInhibitor::begin(const QString& reason)
 {
     m_reply = std::make_shared<Reply>();
-    // In another thread, since Qt waits until the bus has answered when it connects.
+    // In another thread, because connecting to the bus blocks until the bus answers.
     QThreadPool::globalInstance()->start([reason, wanted = std::weak_ptr<Reply>(m_reply)] {
         const QDBusConnection bus = QDBusConnection::systemBus();
         if (const auto reply = wanted.lock()) {

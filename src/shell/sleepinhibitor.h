@@ -7,8 +7,8 @@
 
 class QDBusPendingCall;
 
-/// Keeps the machine from falling asleep while something goes on that takes long. It asks the login
-/// manager; nothing waits for the answer, and a refusal, or a machine without one, changes nothing.
+/// Keeps the machine awake during a long operation by asking the login manager. Nothing waits for
+/// the answer, and everything goes on without a login manager or if it refuses.
 class SleepInhibitor : public QObject
 {
     Q_OBJECT
@@ -16,12 +16,12 @@ class SleepInhibitor : public QObject
 public:
     using QObject::QObject;
 
-    /// `reason` is what the desktop tells its user about it.
+    /// The desktop may show `reason` to the user.
     void begin(const QString& reason);
     void end();
 
 private:
-    /// The reply in it holds the descriptor that keeps the machine awake as long as it is open.
+    /// The reply holds a descriptor that keeps the machine awake while the descriptor is open.
     using Reply = std::optional<QDBusPendingCall>;
     std::shared_ptr<Reply> m_reply;
 };

@@ -22,8 +22,8 @@ void scaleWithDisplay()
     QGuiApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
     QGuiApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
 #endif
-    // A fraction leaves gaps in the frames of the groups; at 144 dpi, twice the size is too large
-    // for a common screen. So up to there only the text grows.
+    // A fractional factor leaves gaps in the frames of the groups, and at 144 dpi twice the size is
+    // too large for a common screen. So up to 144 dpi only the text grows.
     QGuiApplication::setHighDpiScaleFactorRoundingPolicy(
         Qt::HighDpiScaleFactorRoundingPolicy::RoundPreferFloor);
 }

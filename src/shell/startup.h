@@ -2,23 +2,23 @@
 
 class QStyle;
 
-/// Chooses Wayland where that is the only display there is and nothing else was asked for. To be
-/// called before the application object exists.
+/// Chooses Wayland if that is the only display and the environment names no platform. Call this
+/// before the application object exists.
 void useWaylandWithoutX11();
 
-/// Lets the window grow with the density that the desktop asks for. To be called before the
-/// application object exists.
+/// Scales the window with the density that the desktop asks for. Call this before the application
+/// object exists.
 void scaleWithDisplay();
 
-/// Keeps Qt from loading OpenGL for a window on X11, which takes longer than the rest of the start
-/// and of which nothing is used; an environment that asks for it gets it. To be called before the
+/// Keeps Qt from loading OpenGL on X11, which takes longer than the rest of the start and is not
+/// used. QT_XCB_GL_INTEGRATION in the environment takes precedence. Call this before the
 /// application object exists.
 void disableOpenGl();
 
-/// Lets a write past a limit on the size of files, or into a pipe that nobody reads any more, fail
-/// as on a full disk, instead of ending the program by a signal and with it the recording.
+/// Makes a write beyond the limit on file sizes, or into a pipe without a reader, fail like a write
+/// to a full disk. By default a signal would end the program and the recording.
 void ignoreWriteSignals();
 
-/// The style the window is drawn in: Plastique, or Fusion where its plugin is not installed. The
-/// caller, or the application it is handed to, owns it.
+/// Creates the window's style: Plastique, or Fusion if Plastique's plugin is not installed. The
+/// caller owns the style until QApplication::setStyle() takes it over.
 QStyle* createStyle();

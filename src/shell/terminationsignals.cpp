@@ -16,10 +16,10 @@ namespace
 
 constexpr std::array terminationSignals{SIGHUP, SIGINT, SIGTERM};
 constexpr std::int64_t nsPerSecond = 1'000'000'000;
-/// A terminal that closes sends two signals at once, and so does a session.
+/// A terminal or a session that ends sends two signals at once.
 constexpr std::int64_t signalsThatBelongTogetherNs = 2 * nsPerSecond;
 
-/// Where the handler writes; it stays open until the process ends, as the handler stays.
+/// The handler writes to this socket, which stays open until the process ends, as the handler does.
 int s_handlerSocket = -1;
 std::atomic<std::int64_t> s_firstSignalNs{0};
 static_assert(decltype(s_firstSignalNs)::is_always_lock_free, "for use in a signal handler");
@@ -31,7 +31,7 @@ std::int64_t nowNs()
     return now.tv_sec * nsPerSecond + now.tv_nsec;
 }
 
-/// May call only what is safe in a signal handler.
+/// Calls only functions that are safe in a signal handler.
 void handleSignal(int number)
 {
     const int savedErrno = errno;

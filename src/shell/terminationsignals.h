@@ -2,10 +2,10 @@
 
 #include <QObject>
 
-/// Turns the first of the signals by which a session or a terminal ends the program into an event,
-/// so that it ends as it does when its window is closed, with nothing lost. One that comes more
-/// than two seconds later ends the program at once, also where the board library never returns. A
-/// signal that is ignored when the object is made stays ignored. Only one object in a program.
+/// Turns the first SIGHUP, SIGINT or SIGTERM into received(), so that the program can end as if its
+/// window were closed. A signal more than two seconds later ends the program at once, even if the
+/// board library never returns. A signal that is ignored when the object is created stays ignored.
+/// There is one object in a program.
 class TerminationSignals : public QObject
 {
     Q_OBJECT

@@ -19,7 +19,7 @@ void answerDrag(QDropEvent& event)
     acceptCopy(event, isText);
 }
 
-/// A click on what the tip covers, as the next field, is not meant for the tip.
+/// The tip may cover the next field. A click there is meant for the field.
 void letClicksThroughTip()
 {
     const QWindowList windows = QGuiApplication::topLevelWindows();
@@ -30,7 +30,7 @@ void letClicksThroughTip()
     }
 }
 
-/// Keeps what was inserted before from what comes, for undo: only a move of the cursor does that.
+/// Begins a new step for undo. Only a move of the cursor does that.
 void endUndoStep(QLineEdit& edit)
 {
     const int cursor = edit.cursorPosition();
@@ -58,7 +58,7 @@ void ArrivalEdit::pasteFromMenu()
 {
     constexpr int closingMs = 100;
     pasteFrom(QClipboard::Clipboard);
-    // The keyboard comes back from a closed menu only later, and that hides any tip.
+    // A closed menu returns the focus a little later, which hides any tip.
     QTimer::singleShot(closingMs, this, [this, tip = QToolTip::text()] {
         if (!tip.isEmpty()) {
             tell(tip);

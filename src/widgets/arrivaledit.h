@@ -5,16 +5,15 @@
 
 class QMimeData;
 
-/// A line edit that hears of everything that arrives otherwise than by typing: what is pasted, by
-/// whichever key, button or menu, and text that is dropped on it. Dropped files go on to its
-/// parent.
+/// A line edit that handles input other than typing: text that is pasted by key, mouse or menu, and
+/// text that is dropped. Files that are dropped on the edit go to its parent.
 class ArrivalEdit : public QLineEdit
 {
 public:
     using QLineEdit::QLineEdit;
 
 protected:
-    /// Shows `tip` at the field at once, where the user looks now.
+    /// Shows `tip` at the field at once.
     void tell(const QString& tip);
 
     void keyPressEvent(QKeyEvent* event) override;
@@ -25,19 +24,20 @@ protected:
     void dropEvent(QDropEvent* event) override;
 
 private:
-    /// Takes over what `content` means here: what is dropped in place of all that was there, what
-    /// is pasted at the cursor or over what is selected, where that makes sense.
+    /// Puts what `content` means into the field. Dropped content replaces all of the text. Pasted
+    /// content goes to the cursor or over the selection, where that makes sense.
     virtual void take(const QMimeData& content, bool isDropped) = 0;
 
     void pasteFrom(QClipboard::Mode clipboard);
     void pasteFromMenu();
 };
 
-/// Inserts `text` at the cursor or over what is selected, as a step of its own for undo.
+/// Inserts `text` at the cursor or over the selection, as one step for undo.
 void insertText(QLineEdit& edit, const QString& text);
 
-/// Makes `text` all of the text of `edit`; the user can undo that.
+/// Replaces all of the text of `edit`; the user can undo that.
 void replaceText(QLineEdit& edit, const QString& text);
 
-/// Answers a drag or a drop. Its source may lose nothing: what can only be moved is refused too.
+/// Accepts a drag or a drop as a copy if `isTaken`. A source that offers only a move is refused,
+/// because the move would delete its data.
 void acceptCopy(QDropEvent& drag, bool isTaken);

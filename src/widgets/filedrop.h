@@ -7,15 +7,15 @@
 class QComboBox;
 class QMimeData;
 
-/// Lets one local file be dropped anywhere on a page: it lands in the field for its suffix, and
-/// only its path is taken. What no field of the page takes now is refused while it is dragged.
+/// Lets the user drop one local file anywhere on a page. The file's path goes into the field for
+/// its suffix. A file that no enabled field takes is refused during the drag.
 class FileDrop : public QObject
 {
 public:
-    /// Belongs to `page`.
+    /// Owned by `page`.
     explicit FileDrop(QWidget* page);
 
-    /// Files with `suffix`, in capitals or not, go to `field`.
+    /// Files with `suffix`, in any case, go to `field`.
     void addField(const QString& suffix, QComboBox* field);
 
 protected:

@@ -3,12 +3,12 @@
 #include <QPointer>
 #include <QWidget>
 
-/// Gives the keyboard focus back to the widget that lost it by being disabled: otherwise it would
-/// end on the tab bar for good.
+/// Gives the keyboard focus back to a widget that lost the focus by being disabled. Without this,
+/// the focus would stay on the tab bar.
 class FocusKeeper
 {
 public:
-    /// Runs `disable`, and remembers which widget of `page`'s window lost the focus by it.
+    /// Runs `disable` and remembers which widget of `page`'s window lost the focus.
     template <class Disable>
     void disableAndRemember(const QWidget& page, Disable disable)
     {
@@ -18,8 +18,8 @@ public:
         m_lost = m_parkedOn != before ? before : nullptr;
     }
 
-    /// To be called when the widgets are enabled again. A user who has moved the focus meanwhile,
-    /// or has turned to another page, keeps it there.
+    /// Call this when the widgets are enabled again. If the user has moved the focus meanwhile, or
+    /// has turned to another page, the focus stays there.
     void giveBack()
     {
         if (m_lost && m_lost->isVisible() && m_lost->window()->focusWidget() == m_parkedOn) {

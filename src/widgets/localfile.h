@@ -3,9 +3,9 @@
 class QMimeData;
 class QString;
 
-/// The path of the one file of this computer that `data` holds, as a file manager hands it over, or
-/// as text of the form "file:///..."; empty if it holds no file, several, or one elsewhere.
+/// The path of the one local file in `data`, which a file manager gives as a URL or as text of the
+/// form "file:///...". Empty if `data` holds no file, several files, or a file on another computer.
 QString localFile(const QMimeData& data);
 
-/// Whether `data` is about files or web addresses, not about text.
+/// Whether `data` holds URLs (files or web addresses) rather than text.
 bool holdsUrls(const QMimeData& data);

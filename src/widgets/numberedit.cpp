@@ -21,7 +21,7 @@ void NumberEdit::take(const QMimeData& content, bool isDropped)
         insertText(*this, digits);
         return;
     }
-    // A whole number, as a map file or a debugger shows it, is meant to replace the old one.
+    // A complete number, as a map file or a debugger shows it, replaces the old one.
     digits.remove(0, hasPrefix ? m_prefix.size() : 0);
     while (digits.startsWith(QLatin1Char('0')) && !fits(digits)) {
         digits.remove(0, 1);

@@ -2,13 +2,13 @@
 
 #include "widgets/arrivaledit.h"
 
-/// A line edit for a number. From what is pasted or dropped, blanks around the number, its prefix
-/// and needless zeros in front are left out. Whatever the validator refuses, typed or not, a tip at
-/// the field says what it takes.
+/// A line edit for a number. Pasted or dropped text loses the blanks around the number, its prefix
+/// and leading zeros that do not fit. If the validator refuses the input, a tip at the field says
+/// what the field takes.
 class NumberEdit : public ArrivalEdit
 {
 public:
-    /// `taken` is that tip; `prefix` is what may stand before a pasted number, as "0x".
+    /// `taken` is the text of that tip. `prefix` may precede a pasted number, such as "0x".
     NumberEdit(QString taken, QString prefix, QWidget* parent);
 
 private:

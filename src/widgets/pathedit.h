@@ -2,8 +2,8 @@
 
 #include "widgets/arrivaledit.h"
 
-/// A line edit for a path. A file that was copied in a file manager replaces what was there by its
-/// path; line ends behind what is pasted are no part of a path.
+/// A line edit for a path. Pasting a file that was copied in a file manager replaces the text with
+/// the file's path. Line ends at the end of pasted text are dropped.
 class PathEdit : public ArrivalEdit
 {
 public:

@@ -2,8 +2,8 @@
 
 #include "widgets/plainlabel.h"
 
-/// A label for what the program tells, called `description` for a screen reader. Its text can be
-/// selected with the mouse and copied; Tab passes it over.
+/// A label for the program's output, with a `description` for screen readers. The user can select
+/// the text with the mouse and copy the selection. Tab skips the label.
 class ReadoutLabel : public PlainLabel
 {
 public:
@@ -18,7 +18,7 @@ protected:
     void mouseReleaseEvent(QMouseEvent* event) override
     {
         PlainLabel::mouseReleaseEvent(event);
-        // Ctrl+C goes to what has the focus. A click that selects nothing takes it from nobody.
+        // Ctrl+C needs the focus. A click that selects nothing leaves the focus where it is.
         if (hasSelectedText()) {
             setFocus(Qt::MouseFocusReason);
         }

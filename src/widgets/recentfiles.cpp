@@ -13,8 +13,8 @@
 namespace
 {
 
-/// Leaves the wheel to whatever can be scrolled: turned over a field that nobody looks at, the
-/// wheel would put another file there.
+/// Leaves the wheel to the parent. Otherwise the wheel would replace the path in a field that
+/// nobody looks at.
 class RecentFilesCombo : public QComboBox
 {
 public:
@@ -26,8 +26,8 @@ protected:
 
 void nameUnseen(QComboBox& combo, const QString& name)
 {
-    // On Linux the accessible name of a combo box is the text in it, whatever name it is given:
-    // only a label tells what it is called.
+    // On Linux the accessible name of a combo box is always its text. Only a label can name the
+    // combo box.
     auto* label = new PlainLabel(name, combo.parentWidget());
     label->hide();
     label->setBuddy(&combo);
@@ -42,7 +42,7 @@ QComboBox* createRecentFilesCombo(const QString& name, QWidget* parent)
     combo->setObjectName(QStringLiteral("editable combobox"));
     combo->setEditable(true);
     combo->setLineEdit(new PathEdit(combo));
-    // A completion would change what is typed, or its popup swallow the next click.
+    // A completion would change the typed text, or its popup would swallow the next click.
     combo->setCompleter(nullptr);
     nameUnseen(*combo, QStringLiteral("Path of the ") + name);
     // A long path in the list must not make the window wider than the screen.

@@ -15,7 +15,7 @@ bool SinglePress::eventFilter(QObject* watched, QEvent* event)
     if (event->type() == QEvent::KeyRelease) {
         m_released = static_cast<QKeyEvent*>(event)->timestamp();
     }
-    // A key that takes the override is no shortcut any more, but a press that arrives next.
+    // An accepted override is no shortcut any more; the key arrives next as a press.
     const bool isPress =
         event->type() == QEvent::ShortcutOverride || event->type() == QEvent::KeyPress;
     if (isPress && isRepeated(*static_cast<QKeyEvent*>(event))) {
@@ -25,8 +25,8 @@ bool SinglePress::eventFilter(QObject* watched, QEvent* event)
     return QObject::eventFilter(watched, event);
 }
 
-/// Under X11 a repetition is a release and a press at the same time. The toolkit takes the two for
-/// fresh ones where an event pass comes between them, as in a burn.
+/// On X11 a repetition is a release and a press with the same timestamp. The toolkit takes them for
+/// a new press if an event pass separates the two, as during a burn.
 bool SinglePress::isRepeated(const QKeyEvent& press) const
 {
     const bool isHeld =

@@ -7,7 +7,7 @@
 class QKeyEvent;
 
 /// Keeps shortcuts from repeating while their keys are held down: a repeated press does nothing,
-/// whatever has the keyboard.
+/// whichever widget has the focus.
 class SinglePress : public QObject
 {
 public:
@@ -20,6 +20,6 @@ private:
     bool isRepeated(const QKeyEvent& press) const;
 
     QVector<QKeySequence> m_shortcuts;
-    /// When a key was released last, by the clock of the events.
+    /// The timestamp of the last release of a key.
     quint64 m_released = 0;
 };
