@@ -20,7 +20,7 @@ QDBusMessage inhibitRequest(const QString& reason)
 
 } // namespace
 
-void SleepInhibitor::begin(const QString& reason)
+void SleepInhibitor::hold(const QString& reason)
 {
     m_reply = std::make_shared<Reply>();
     // In another thread, since Qt waits until the bus has answered when it connects.
@@ -32,7 +32,7 @@ void SleepInhibitor::begin(const QString& reason)
     });
 }
 
-void SleepInhibitor::end()
+void SleepInhibitor::release()
 {
     m_reply.reset();
 }

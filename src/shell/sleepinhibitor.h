@@ -17,8 +17,8 @@ public:
     using QObject::QObject;
 
     /// `reason` is what the desktop tells its user about it.
-    void begin(const QString& reason);
-    void end();
+    void hold(const QString& reason);
+    void release();
 
 private:
     /// The reply in it holds the descriptor that keeps the machine awake as long as it is open.

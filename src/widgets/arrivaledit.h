@@ -27,7 +27,7 @@ protected:
 private:
     /// Takes over what `content` means here: what is dropped in place of all that was there, what
     /// is pasted at the cursor or over what is selected, where that makes sense.
-    virtual void take(const QMimeData& content, bool isDropped) = 0;
+    virtual void receive(const QMimeData& content, bool isDropped) = 0;
 
     void pasteFrom(QClipboard::Mode clipboard);
     void pasteFromMenu();

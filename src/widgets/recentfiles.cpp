@@ -24,7 +24,7 @@ protected:
     void wheelEvent(QWheelEvent* event) override { event->ignore(); }
 };
 
-void nameUnseen(QComboBox& combo, const QString& name)
+void nameForScreenReaders(QComboBox& combo, const QString& name)
 {
     // On Linux the accessible name of a combo box is the text in it, whatever name it is given:
     // only a label tells what it is called.
@@ -44,7 +44,7 @@ QComboBox* createRecentFilesCombo(const QString& name, QWidget* parent)
     combo->setLineEdit(new PathEdit(combo));
     // A completion would change what is typed, or its popup swallow the next click.
     combo->setCompleter(nullptr);
-    nameUnseen(*combo, QStringLiteral("Path of the ") + name);
+    nameForScreenReaders(*combo, QStringLiteral("Path of the ") + name);
     // A long path in the list must not make the window wider than the screen.
     combo->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     combo->setMinimumContentsLength(40);
