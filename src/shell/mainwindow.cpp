@@ -80,8 +80,8 @@ void TOVAMainWindow::watchWork()
     const auto watch = [this, inhibitor](auto* page, const QString& work) {
         using Page = std::remove_pointer_t<decltype(page)>;
         connect(page, &Page::greyParentGUI, inhibitor,
-                [inhibitor, work] { inhibitor->begin(work); });
-        connect(page, &Page::ungreyParentGUI, inhibitor, &SleepInhibitor::end);
+                [inhibitor, work] { inhibitor->hold(work); });
+        connect(page, &Page::ungreyParentGUI, inhibitor, &SleepInhibitor::release);
         connect(page, &Page::ungreyParentGUI, this, [this] { QApplication::alert(this); });
     };
     watch(m_brannelTab, QStringLiteral("A board is being burned."));

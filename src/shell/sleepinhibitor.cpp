@@ -20,7 +20,7 @@ QDBusMessage inhibitRequest(const QString& reason)
 
 } // namespace
 
-void SleepInhibitor::begin(const QString& reason)
+void SleepInhibitor::hold(const QString& reason)
 {
     m_reply = std::make_shared<Reply>();
     // In another thread, because connecting to the bus blocks until the bus answers.
@@ -32,7 +32,7 @@ void SleepInhibitor::begin(const QString& reason)
     });
 }
 
-void SleepInhibitor::end()
+void SleepInhibitor::release()
 {
     m_reply.reset();
 }

@@ -17,8 +17,8 @@ public:
     using QObject::QObject;
 
     /// The desktop may show `reason` to the user.
-    void begin(const QString& reason);
-    void end();
+    void hold(const QString& reason);
+    void release();
 
 private:
     /// The reply holds a descriptor that keeps the machine awake while the descriptor is open.

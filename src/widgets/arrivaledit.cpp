@@ -50,7 +50,7 @@ void ArrivalEdit::pasteFrom(QClipboard::Mode clipboard)
 {
     const QMimeData* content = QGuiApplication::clipboard()->mimeData(clipboard);
     if (content != nullptr && content->hasText()) {
-        take(*content, false);
+        receive(*content, false);
     }
 }
 
@@ -113,7 +113,7 @@ void ArrivalEdit::dropEvent(QDropEvent* event)
 {
     answerDrag(*event);
     if (event->isAccepted()) {
-        take(*event->mimeData(), true);
+        receive(*event->mimeData(), true);
     }
 }
 

@@ -26,7 +26,7 @@ protected:
 private:
     /// Puts what `content` means into the field. Dropped content replaces all of the text. Pasted
     /// content goes to the cursor or over the selection, where that makes sense.
-    virtual void take(const QMimeData& content, bool isDropped) = 0;
+    virtual void receive(const QMimeData& content, bool isDropped) = 0;
 
     void pasteFrom(QClipboard::Mode clipboard);
     void pasteFromMenu();

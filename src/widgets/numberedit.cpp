@@ -13,7 +13,7 @@ NumberEdit::NumberEdit(QString taken, QString prefix, QWidget* parent)
     connect(this, &QLineEdit::inputRejected, this, [this] { tell(m_taken); });
 }
 
-void NumberEdit::take(const QMimeData& content, bool isDropped)
+void NumberEdit::receive(const QMimeData& content, bool isDropped)
 {
     QString digits = content.text().trimmed();
     const bool hasPrefix = !m_prefix.isEmpty() && digits.startsWith(m_prefix, Qt::CaseInsensitive);

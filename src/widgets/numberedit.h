@@ -12,7 +12,7 @@ public:
     NumberEdit(QString taken, QString prefix, QWidget* parent);
 
 private:
-    void take(const QMimeData& content, bool isDropped) override;
+    void receive(const QMimeData& content, bool isDropped) override;
     bool fits(QString text) const;
     QString withPasted(const QString& digits) const;
 

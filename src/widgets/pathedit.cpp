@@ -17,7 +17,7 @@ QString withoutLineEnds(QString text)
 
 } // namespace
 
-void PathEdit::take(const QMimeData& content, bool isDropped)
+void PathEdit::receive(const QMimeData& content, bool isDropped)
 {
     if (!holdsUrls(content)) {
         const QString text = withoutLineEnds(content.text());

@@ -10,5 +10,5 @@ public:
     using ArrivalEdit::ArrivalEdit;
 
 private:
-    void take(const QMimeData& content, bool isDropped) override;
+    void receive(const QMimeData& content, bool isDropped) override;
 };

@@ -24,7 +24,7 @@ protected:
     void wheelEvent(QWheelEvent* event) override { event->ignore(); }
 };
 
-void nameUnseen(QComboBox& combo, const QString& name)
+void nameForScreenReaders(QComboBox& combo, const QString& name)
 {
     // On Linux the accessible name of a combo box is always its text. Only a label can name the
     // combo box.
@@ -44,7 +44,7 @@ QComboBox* createRecentFilesCombo(const QString& name, QWidget* parent)
     combo->setLineEdit(new PathEdit(combo));
     // A completion would change the typed text, or its popup would swallow the next click.
     combo->setCompleter(nullptr);
-    nameUnseen(*combo, QStringLiteral("Path of the ") + name);
+    nameForScreenReaders(*combo, QStringLiteral("Path of the ") + name);
     // A long path in the list must not make the window wider than the screen.
     combo->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     combo->setMinimumContentsLength(40);
