@@ -14,5 +14,6 @@ inline void dropWaitingClicks()
 /// closed.
 inline bool isWindowClosed(const QWidget& page)
 {
-    return page.window()->isHidden() && page.window()->testAttribute(Qt::WA_WState_ExplicitShowHide);
+    return page.window()->isHidden() &&
+           page.window()->testAttribute(Qt::WA_WState_ExplicitShowHide);
 }
