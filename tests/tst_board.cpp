@@ -4,7 +4,9 @@
 
 #include <QtTest>
 
+#include <functional>
 #include <iostream>
+#include <map>
 #include <sstream>
 
 namespace

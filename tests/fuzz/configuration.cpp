@@ -6,6 +6,7 @@
 
 #include <QSet>
 
+#include <cstdlib>
 #include <sys/mman.h>
 #include <unistd.h>
 

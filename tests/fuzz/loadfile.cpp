@@ -2,6 +2,7 @@
 
 #include "simulator/intelhex.h"
 
+#include <cstdlib>
 #include <stdexcept>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)

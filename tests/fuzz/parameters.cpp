@@ -3,6 +3,7 @@
 #include "simulator/parameters.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <stdexcept>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
