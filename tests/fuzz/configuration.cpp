@@ -3,55 +3,31 @@
 #include "config/configuration.h"
 
 #include "config/configurationreader.h"
-#include "tests/fuzz/require.h"
 
 #include <QSet>
 
+#include <cstdlib>
 #include <sys/mman.h>
 #include <unistd.h>
 
-namespace
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-
-/// A file in memory, since a disk would slow the search down.
-int memoryFile()
-{
-    static const int descriptor = memfd_create("tovaconfig.cfg", MFD_CLOEXEC);
-    return descriptor;
-}
-
-void forgetAll()
-{
+    // A file in memory, since a disk would slow the search down.
+    const int file = memfd_create("tovaconfig.cfg", MFD_CLOEXEC);
+    bool isSound = write(file, data, size) == ssize_t(size);
+    readConfigurationFile(QStringLiteral("/proc/self/fd/%1").arg(file));
+    close(file);
     for (QStringList* files :
          {&TOVAConfiguration::m_lastLodFiles, &TOVAConfiguration::m_lastCfpFiles,
           &TOVAConfiguration::m_lastPrfFiles}) {
+        constexpr int maxRecentFiles = 5;
+        const QSet<QString> different(files->begin(), files->end());
+        isSound = isSound && files->size() <= maxRecentFiles && !different.contains(QString()) &&
+                  different.size() == files->size();
         files->clear();
     }
-    for (QString* folder :
-         {&TOVAConfiguration::m_lastLodFolder, &TOVAConfiguration::m_lastCfpFolder,
-          &TOVAConfiguration::m_lastPrfFolder}) {
-        folder->clear();
+    if (!isSound) {
+        std::abort();
     }
-}
-
-void check(const QStringList& files)
-{
-    constexpr int maxRecentFiles = 5;
-    require(files.size() <= maxRecentFiles);
-    require(!files.contains(QString()));
-    require(QSet<QString>(files.begin(), files.end()).size() == files.size());
-}
-
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
-{
-    require(ftruncate(memoryFile(), 0) == 0);
-    require(pwrite(memoryFile(), data, size, 0) == ssize_t(size));
-    forgetAll();
-    readConfigurationFile(QStringLiteral("/proc/self/fd/%1").arg(memoryFile()));
-    check(TOVAConfiguration::m_lastLodFiles);
-    check(TOVAConfiguration::m_lastCfpFiles);
-    check(TOVAConfiguration::m_lastPrfFiles);
     return 0;
 }

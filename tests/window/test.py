@@ -19,9 +19,11 @@ def expect(what, seen, wanted):
     assert seen == wanted, f"{what}: saw {seen!r}, wanted {wanted!r}"
 
 
-def picture(program, name):
+def picture(name):
     if FOLDER:
-        program.picture(f"{FOLDER[0]}/{name}.png")
+        # With its frame.
+        active = tool("xdotool", "getactivewindow")
+        tool("import", "-silent", "-frame", "-window", active, f"{FOLDER[0]}/{name}.png")
 
 
 def burn(program):
@@ -29,28 +31,32 @@ def burn(program):
     program.wait_for_label("Version of the board", r"0x\s*10203")
     program.enter("Path of the main lod file", "<i>nö.lod")
     program.click("push button", "Burn!")
-    expect("box", program.answer_box("OK"),
+    expect("box", program.close_box(),
            "<i>nö.lod :\ncannot be opened: No such file or directory")
     program.enter("Path of the main lod file", LOAD_FILE)
     program.enter("Path of the calibration file", CALIBRATION_FILE)
     program.click("push button", "Burn!")
     bar = program.controls["progress bar", "Progress"]
     program.wait(lambda: 30 <= Atspi.Value.get_current_value(bar) < 100, "a bar that moves")
-    picture(program, "burn-busy")
+    picture("burn-busy")
     for status in r"Verifying\.\.\.", r"Done\.":
         program.wait_for_label("Status of the burn", status)
-    picture(program, "burn-done")
+    picture("burn-done")
     expect("exit code", program.end_by(signal.SIGTERM), 0)
+
+
+def check(file):
+    print(tool(CHECKER, file), flush=True)
 
 
 def exceed_a_limit_on_files(page):
     resource.prlimit(page.pid, resource.RLIMIT_FSIZE, (100000, resource.RLIM_INFINITY))
     page.choose(ON_THE_FLY, "limit.prf")
     page.start_or_stop()
-    expect("box", page.answer_box("OK"), "Cannot write limit.prf: File too large. The first 99992 "
+    expect("box", page.close_box(), "Cannot write limit.prf: File too large. The first 99992 "
            "bytes of the recording are in the file.")
     page.wait_for_label(STATUS, r"Recorded 99992 bytes\. \(Stopped on error!\)")
-    print(tool(CHECKER, "limit.prf"), flush=True)
+    check("limit.prf")
     resource.prlimit(page.pid, resource.RLIMIT_FSIZE, 2 * (resource.RLIM_INFINITY,))
 
 
@@ -58,22 +64,14 @@ def record(page, mode, name, status):
     page.choose(mode, f"{name}.prf")
     page.start_or_stop()
     page.wait_for_label(STATUS, status)
-    picture(page, f"record-{name}-busy")
+    picture(f"record-{name}-busy")
     if mode != HARDWARE:
         page.start_or_stop()
-    print(page.wait_for_label(STATUS, r".*Stopped Nicely.*"), flush=True)
-    picture(page, f"record-{name}-done")
-    print(tool(CHECKER, f"{name}.prf"), flush=True)
+    page.wait_for_label(STATUS, r".*Stopped Nicely.*")
+    picture(f"record-{name}-done")
+    check(f"{name}.prf")
     for folder in FOLDER:
         tool("cp", f"{name}.prf", folder)
-
-
-def end_while_recording(page):
-    page.choose(SOFTWARE, "ended.prf")
-    page.start_or_stop()
-    page.wait_for_label(STATUS, r"Buffer (contains|is full).*")
-    expect("exit code", page.end_by(signal.SIGTERM), 0)
-    print(tool(CHECKER, "ended.prf"), flush=True)
 
 
 os.chdir(os.environ["HOME"])
@@ -89,4 +87,8 @@ exceed_a_limit_on_files(window)
 record(window, ON_THE_FLY, "on-the-fly", r"Recorded \d+ bytes \(.*KB/s\)\.")
 record(window, HARDWARE, "hardware", r"Waiting for trigger\.\.\.")
 record(window, SOFTWARE, "software", r"Buffer is full\. .*")
-end_while_recording(window)
+window.choose(SOFTWARE, "ended.prf")
+window.start_or_stop()
+window.wait_for_label(STATUS, r"Buffer (contains|is full).*")
+expect("exit code", window.end_by(signal.SIGTERM), 0)
+check("ended.prf")

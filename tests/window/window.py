@@ -31,16 +31,16 @@ def tool(*command):
 # board's library may lie. An installed program is used as it is.
 def with_simulator(program):
     board = f"{os.path.dirname(program)}/../simulator/libbranlib.so"
-    if os.path.exists(board):
-        tool("install", "-D", "--target-directory=bin", program)
-        tool("install", "-D", "--target-directory=lib", board)
-        program = os.path.abspath("bin/tovalink")
-    return program
+    if not os.path.exists(board):
+        return program
+    tool("install", "-D", "--target-directory=bin", program)
+    tool("install", "-D", "--target-directory=lib", board)
+    return os.path.abspath("bin/tovalink")
 
 
 def has(widget, *states):
-    found = widget.get_state_set()
-    return all(found.contains(getattr(Atspi.StateType, state)) for state in states)
+    contains = widget.get_state_set().contains
+    return all(contains(getattr(Atspi.StateType, state)) for state in states)
 
 
 # Without those that are gone meanwhile.
@@ -65,14 +65,12 @@ class Program:
         self.process = subprocess.Popen(
             [with_simulator(path)], env={**os.environ, "BRAN_SIMULATOR": board, **env},
             stdin=subprocess.DEVNULL, start_new_session=True)
-        self.window = self.wait(self._find_window, "the window")
+        self.window = self.wait(lambda: next(
+            application.get_child_at_index(0) for application in children(DESKTOP)
+            if os.getsid(application.get_process_id()) == self.process.pid), "the window")
         self.application = self.window.get_parent()
         self.pid = self.application.get_process_id()
         self.controls = controls_in(self.window)
-
-    def _find_window(self):
-        return next(app.get_child_at_index(0) for app in children(DESKTOP)
-                    if os.getsid(app.get_process_id()) == self.process.pid)
 
     # Returns the first true result; a question that cannot be answered is asked again.
     def wait(self, condition, what, seconds=30):
@@ -90,17 +88,17 @@ class Program:
                 raise TimeoutError(f"{what}; exit code {self.process.poll()}; saw {seen}")
             time.sleep(0.02)
 
-    def click(self, role, name):
-        self._click(self.controls[role, name], self.window)
+    # Waits until the control of the window, or of a box, can be used and stays where it is, and the
+    # window has the keyboard: a click that comes before gives the keyboard to nobody.
+    def click(self, role, name, box=None):
+        widget = (controls_in(box) if box else self.controls)[role, name]
 
-    # Waits until the control can be used and stays where it is in a window that has the keyboard: a
-    # click that comes before gives the keyboard to nobody.
-    def _click(self, widget, window):
         def place():
             rect, again = (widget.get_extents(Atspi.CoordType.SCREEN) for _ in range(2))
             at_rest = (rect.x, rect.y) == (again.x, again.y)
-            return at_rest and has(widget, "ENABLED", "SHOWING") and has(window, "ACTIVE") and rect
-        rect = self.wait(place, f"{widget.get_name()!r} to be usable")
+            return at_rest and has(widget, "ENABLED", "SHOWING") and \
+                has(box or self.window, "ACTIVE") and rect
+        rect = self.wait(place, f"{name!r} to be usable")
         # In the title of a group box, which is what takes its clicks.
         tool("xdotool", "mousemove", rect.x + min(rect.width // 2, 30),
              rect.y + min(rect.height // 2, 9), "click", "1")
@@ -118,29 +116,21 @@ class Program:
         else:
             Atspi.EditableText.set_text_contents(edit, text)
         self.wait(lambda: Atspi.Text.get_text(edit, 0, -1) == text, text)
-        # A list of completions, which accessibility does not show, would swallow the next click.
-        tool("xdotool", "key", "Escape")
 
     # Waits until a label shows what the pattern describes, and returns that.
     def wait_for_label(self, label, pattern):
         widget = self.controls["label", label]
         return self.wait(lambda: re.fullmatch(pattern, widget.get_name()), pattern)[0]
 
-    def _boxes(self):
-        return [window for window in children(self.application)
-                if window.get_role_name() == "alert" and has(window, "SHOWING")]
-
-    # Waits for a message box, answers it and returns its text.
-    def answer_box(self, button):
-        box = self.wait(self._boxes, "a message box")[0]
-        controls = controls_in(box)
-        self._click(controls["push button", button], box)
-        self.wait(lambda: self.process.poll() is not None or not self._boxes(), "the box to close")
-        return next(name for role, name in controls if role == "label")
-
-    # Takes a picture of the window that has the keyboard, with its frame.
-    def picture(self, path):
-        tool("import", "-silent", "-frame", "-window", tool("xdotool", "getactivewindow"), path)
+    # Waits for a message box, closes it and returns its text.
+    def close_box(self):
+        def is_box(window):
+            return window.get_role_name() == "alert" and has(window, "SHOWING")
+        box = self.wait(lambda: next(filter(is_box, children(self.application))), "a message box")
+        text = next(name for role, name in controls_in(box) if role == "label")
+        self.click("push button", "OK", box)
+        self.wait(lambda: not any(map(is_box, children(self.application))), "the box to close")
+        return text
 
     # Returns the exit code.
     def end_by(self, signal):
