@@ -163,7 +163,8 @@ class tst_board : public QObject
 private slots:
     void answersAsItShould()
     {
-        const WorkingFolder folder;
+        const QTemporaryDir folder;
+        QDir::setCurrent(folder.path());
         qputenv("PLACE", QFINDTESTDATA("../simulator/place-in-lib").toLocal8Bit());
         // A version that is read must not be taken for a real board's, so the board says once what
         // it is.

@@ -134,9 +134,8 @@ void TOVABrannelTab::createBurnButton(QWidget* row)
     // A button has one shortcut. Ctrl+B replaces the one of the underlined letter, which therefore
     // gets a shortcut of its own.
     m_burnButton->setShortcut(QKeySequence(QStringLiteral("Ctrl+B")));
-    const QKeySequence mnemonicKeys = QKeySequence::mnemonic(m_burnButton->text());
-    auto* mnemonic = new QShortcut(mnemonicKeys, m_burnButton);
+    auto* mnemonic = new QShortcut(QKeySequence::mnemonic(m_burnButton->text()), m_burnButton);
     connect(mnemonic, &QShortcut::activated, m_burnButton, &QPushButton::click);
-    new SinglePress({m_burnButton->shortcut(), mnemonicKeys}, m_burnButton);
+    new SinglePress(m_burnButton);
     connect(m_burnButton, &QPushButton::clicked, this, &TOVABrannelTab::go);
 }

@@ -24,7 +24,7 @@ AtExit::AtExit(std::function<void()> save)
     s_save = std::move(save);
 }
 
-AtExit::~AtExit()
+void AtExit::release()
 {
     s_save = nullptr;
 }

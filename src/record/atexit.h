@@ -10,7 +10,10 @@ class AtExit
 public:
     /// Calls `save` at such an end, as long as the object lives. There is one object at a time.
     explicit AtExit(std::function<void()> save);
-    ~AtExit();
+    ~AtExit() { release(); }
     AtExit(const AtExit&) = delete;
     AtExit& operator=(const AtExit&) = delete;
+
+    /// There is nothing left to save.
+    void release();
 };

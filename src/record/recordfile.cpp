@@ -194,7 +194,9 @@ QString RecordFile::whatIsLeft() const
     case Failure::Sync:
         return QStringLiteral("Its last bytes may be missing.");
     default:
-        return QStringLiteral("The first %1 bytes of the recording are in the file.")
+        return (m_isPlainFile
+                    ? QStringLiteral("The first %1 bytes of the recording are in the file.")
+                    : QStringLiteral("The first %1 bytes of the recording were written to it."))
             .arg(traceBytes());
     }
 }
@@ -226,7 +228,10 @@ bool RecordFile::isStillThere()
     if (!m_isPlainFile) {
         return true;
     }
-    const struct stat status = statusOf(m_descriptor);
+    struct stat status = {};
+    if (fstat(m_descriptor, &status) != 0) {
+        return fail(Failure::Write, qt_error_string(errno));
+    }
     if (status.st_nlink == 0) {
         return fail(Failure::TakenAway, QStringLiteral("somebody has deleted or replaced it"));
     }

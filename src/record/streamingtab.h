@@ -13,6 +13,7 @@ class QLabel;
 class QLineEdit;
 class QPushButton;
 class QTimer;
+class AtExit;
 class DoubleClickGuard;
 class RecordFile;
 
@@ -122,7 +123,7 @@ private:
 
     std::uint32_t ringSizeFromUser();
     bool allocateRing(std::uint32_t size);
-    void saveRing(const Ring& ring);
+    void saveRing(const Ring& ring, AtExit& atExit);
     bool writeRing(const Ring& ring, RecordFile& file);
     QString trySavingRing(const Ring& ring);
     bool askForAnotherFile(const QString& problem);

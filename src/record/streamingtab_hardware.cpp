@@ -13,7 +13,10 @@ void TOVAStreamingTab::bufferModeRoutine()
     if (!beginRecordingTo(file)) {
         return;
     }
-    const AtExit atExit([&file] { file.sync(); });
+    const AtExit atExit([&file] {
+        file.sync();
+        file.close();
+    });
     RefreshClock sinceRefresh(m_clock);
     constexpr unsigned int chunkSize = 512;
     std::array<char, chunkSize> chunk = {};

@@ -14,7 +14,10 @@ void TOVAStreamingTab::onTheFlyRoutine()
     if (!beginRecordingTo(file)) {
         return;
     }
-    const AtExit atExit([&file] { file.sync(); });
+    const AtExit atExit([&file] {
+        file.sync();
+        file.close();
+    });
     RefreshClock sinceRefresh(m_clock);
     unsigned int bytesRead = 0;
     std::uint32_t totalBytes = 0;

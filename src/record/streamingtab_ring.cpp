@@ -48,7 +48,7 @@ void TOVAStreamingTab::circularBufferRoutine()
         return;
     }
     Ring ring;
-    const AtExit atExit([this, &ring] {
+    AtExit atExit([this, &ring] {
         RecordFile file;
         if (file.open(recordFileName())) {
             writeRing(ring, file);
@@ -66,6 +66,7 @@ void TOVAStreamingTab::circularBufferRoutine()
         }
         ++readCount;
         if (outcome == Outcome::Failed) {
+            atExit.release();
             dropClicksOnStop();
             reportFailures({m_readFailure});
             m_statusLabel->setText(
@@ -89,7 +90,7 @@ void TOVAStreamingTab::circularBufferRoutine()
             bytesSinceRefresh = 0;
         }
     }
-    saveRing(ring);
+    saveRing(ring, atExit);
 }
 
 std::uint32_t TOVAStreamingTab::ringSizeFromUser()
@@ -126,7 +127,7 @@ bool TOVAStreamingTab::allocateRing(std::uint32_t size)
 }
 
 /// Saves the ring in the record file. As long as that fails, the user may choose another file.
-void TOVAStreamingTab::saveRing(const Ring& ring)
+void TOVAStreamingTab::saveRing(const Ring& ring, AtExit& atExit)
 {
     // The user may take minutes to answer below, and a late timer must not change how the recording
     // ended.
@@ -139,9 +140,9 @@ void TOVAStreamingTab::saveRing(const Ring& ring)
                 QStringLiteral("(Stopped %1, user has chosen not to save).").arg(stop));
             return;
         }
-        choseRecFile();
         problem = trySavingRing(ring);
     }
+    atExit.release();
     dropClicksOnStop();
     m_statusLabel->setText(
         ring.hasWrapped()
@@ -191,6 +192,9 @@ bool TOVAStreamingTab::askForAnotherFile(const QString& problem)
     box.setDefaultButton(choseAgain);
     box.setEscapeButton(cancel);
     showBox(box);
-    // Only this answer drops the recording.
+    if (box.clickedButton() == choseAgain) {
+        choseRecFile();
+    }
+    // Only this answer drops the recording; after any other one the question comes back.
     return box.clickedButton() != cancel;
 }

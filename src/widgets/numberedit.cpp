@@ -17,7 +17,7 @@ void NumberEdit::receive(const QMimeData& content, bool isDropped)
 {
     QString digits = content.text().trimmed();
     const bool hasPrefix = !m_prefix.isEmpty() && digits.startsWith(m_prefix, Qt::CaseInsensitive);
-    if (!hasPrefix && !isDropped && fits(withPasted(digits))) {
+    if (!digits.isEmpty() && !hasPrefix && !isDropped && fits(withPasted(digits))) {
         insertText(*this, digits);
         return;
     }

@@ -3,9 +3,7 @@
 #include <QCoreApplication>
 #include <QKeyEvent>
 
-SinglePress::SinglePress(const QVector<QKeySequence>& shortcuts, QObject* parent)
-    : QObject(parent),
-      m_shortcuts(shortcuts)
+SinglePress::SinglePress(QObject* control) : QObject(control)
 {
     QCoreApplication::instance()->installEventFilter(this);
 }
@@ -14,22 +12,12 @@ bool SinglePress::eventFilter(QObject* watched, QEvent* event)
 {
     if (event->type() == QEvent::KeyRelease) {
         m_released = static_cast<QKeyEvent*>(event)->timestamp();
+    } else if (event->type() == QEvent::ShortcutOverride) {
+        // On X11 a repetition is a release and a press with the same timestamp. The toolkit takes
+        // them for a new press if an event pass separates the two, as during a burn.
+        const auto& press = *static_cast<QKeyEvent*>(event);
+        m_isHeld = press.isAutoRepeat() || (m_released != 0 && press.timestamp() == m_released);
     }
-    // An accepted override is no shortcut any more; the key arrives next as a press.
-    const bool isPress =
-        event->type() == QEvent::ShortcutOverride || event->type() == QEvent::KeyPress;
-    if (isPress && isRepeated(*static_cast<QKeyEvent*>(event))) {
-        event->accept();
-        return true;
-    }
-    return QObject::eventFilter(watched, event);
-}
-
-/// On X11 a repetition is a release and a press with the same timestamp. The toolkit takes them for
-/// a new press if an event pass separates the two, as during a burn.
-bool SinglePress::isRepeated(const QKeyEvent& press) const
-{
-    const bool isHeld =
-        press.isAutoRepeat() || (m_released != 0 && press.timestamp() == m_released);
-    return isHeld && m_shortcuts.contains(QKeySequence(int(press.modifiers()) | press.key()));
+    const bool isOfControl = watched == parent() || watched->parent() == parent();
+    return event->type() == QEvent::Shortcut && m_isHeld && isOfControl;
 }

@@ -1,25 +1,21 @@
 #pragma once
 
-#include <QKeySequence>
 #include <QObject>
-#include <QVector>
 
-class QKeyEvent;
-
-/// Keeps shortcuts from repeating while their keys are held down: a repeated press does nothing,
-/// whichever widget has the focus.
+/// Keeps the shortcuts of a control, and those of its QShortcut children, from repeating while
+/// their keys are held down.
 class SinglePress : public QObject
 {
 public:
-    SinglePress(const QVector<QKeySequence>& shortcuts, QObject* parent);
+    /// Owned by the control.
+    explicit SinglePress(QObject* control);
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    bool isRepeated(const QKeyEvent& press) const;
-
-    QVector<QKeySequence> m_shortcuts;
+    /// Whether the last key that was pressed is only held down.
+    bool m_isHeld = false;
     /// The timestamp of the last release of a key.
     quint64 m_released = 0;
 };
