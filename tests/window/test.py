@@ -5,6 +5,8 @@ import signal
 import sys
 from pathlib import Path
 
+from gi.repository import Gio
+
 from window import HARDWARE, ON_THE_FLY, SOFTWARE, STATUS, Atspi, Program, RecordPage, tool
 
 PROGRAM, CHECKER, *FOLDER = map(os.path.abspath, sys.argv[1:])
@@ -39,10 +41,21 @@ def burn(program):
     bar = program.controls["progress bar", "Progress"]
     program.wait(lambda: 30 <= Atspi.Value.get_current_value(bar) < 100, "a bar that moves")
     picture("burn-busy")
+    expect_awake(program, True)
     for status in r"Verifying\.\.\.", r"Done\.":
         program.wait_for_label("Status of the burn", status)
     picture("burn-done")
+    expect_awake(program, False)
     expect("exit code", program.end_by(signal.SIGTERM), 0)
+
+
+# Waits until the login manager has been told that the machine must not sleep, or may again.
+def expect_awake(program, wanted):
+    manager = Gio.DBusProxy.new_for_bus_sync(
+        Gio.BusType.SYSTEM, Gio.DBusProxyFlags.NONE, None, "org.freedesktop.login1",
+        "/org/freedesktop/login1", "org.freedesktop.login1.Manager")
+    program.wait(lambda: ("Tovalink" in str(manager.ListInhibitors())) == wanted,
+                 f"a machine that is kept awake: {wanted}")
 
 
 def check(file):
@@ -65,10 +78,12 @@ def record(page, mode, name, status):
     page.start_or_stop()
     page.wait_for_label(STATUS, status)
     picture(f"record-{name}-busy")
+    expect_awake(page, True)
     if mode != HARDWARE:
         page.start_or_stop()
     page.wait_for_label(STATUS, r".*Stopped Nicely.*")
     picture(f"record-{name}-done")
+    expect_awake(page, False)
     check(f"{name}.prf")
     for folder in FOLDER:
         tool("cp", f"{name}.prf", folder)
