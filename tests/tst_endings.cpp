@@ -77,7 +77,7 @@ void endAt(const QString& moment, Window& window, const End& end)
 template <int... Signals>
 void raise(Window& window)
 {
-    (std::raise(Signals), ...);
+    (static_cast<void>(std::raise(Signals)), ...);
     static_cast<void>(QTest::qWaitFor([&] { return window.isHidden(); }));
 }
 
@@ -126,7 +126,7 @@ int tovalink(const std::function<void(Window&)>& use)
 /// The status of a process that uses the program: signals and ends count once in each.
 int statusAfter(const std::function<void(Window&)>& use)
 {
-    std::fflush(nullptr);
+    static_cast<void>(std::fflush(nullptr));
     const pid_t child = fork();
     if (child == 0) {
         // A program that does not end is ended, and is a failure.
@@ -252,15 +252,15 @@ private slots:
         QCOMPARE(statusAfter(raise<SIGTERM, SIGHUP>), 0);
         // A second one that comes late ends what hangs.
         QCOMPARE(statusAfter([](Window&) {
-                     std::raise(SIGHUP);
+                     static_cast<void>(std::raise(SIGHUP));
                      QTest::qSleep(2100);
-                     std::raise(SIGTERM);
+                     static_cast<void>(std::raise(SIGTERM));
                  }),
                  SIGTERM);
         // One that was ignored stays so; and a session that is only saved goes on.
         static_cast<void>(std::signal(SIGHUP, SIG_IGN));
         QCOMPARE(statusAfter([](Window& window) {
-                     std::raise(SIGHUP);
+                     static_cast<void>(std::raise(SIGHUP));
                      saveSession();
                      QCoreApplication::processEvents();
                      QCoreApplication::exit(window.isVisible() ? 7 : 0);
