@@ -55,7 +55,7 @@ public:
         const Bytes data(record.begin() + headerSize, record.end() - 1);
         m_hasEnded = type == End;
         if (type == Data && !data.empty()) {
-            addData(m_base + record[1] * 0x100U + record[2], data);
+            addData(m_base + (record[1] << 8U) + record[2], data);
             require(span() <= m_limit, "the data spans more than fits into the image");
         } else if (type == SegmentBase || type == LinearBase) {
             m_base = data[0] * 0x100U + data[1];

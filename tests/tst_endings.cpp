@@ -96,8 +96,6 @@ void endSession(Window& /*window*/)
 /// What the toolkit does when the display is lost.
 void exitAtOnce(Window& /*window*/)
 {
-    // The page has begun to connect to the bus in a thread.
-    QThreadPool::globalInstance()->waitForDone();
     std::exit(1);
 }
 

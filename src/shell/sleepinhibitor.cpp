@@ -20,6 +20,17 @@ QDBusMessage inhibitRequest(const QString& reason)
 
 } // namespace
 
+SleepInhibitor::SleepInhibitor(QObject* parent) : QObject(parent)
+{
+    // An exit() destroys what was made last first. So what any connection needs is made before the
+    // threads, which are waited for when they are destroyed, and before a recording that has to be
+    // saved.
+    const QString none = QStringLiteral("none");
+    QDBusConnection::connectToBus(QStringLiteral("unix:path=/nonexistent"), none);
+    QDBusConnection::disconnectFromBus(none);
+    QThreadPool::globalInstance();
+}
+
 void SleepInhibitor::hold(const QString& reason)
 {
     m_reply = std::make_shared<Reply>();

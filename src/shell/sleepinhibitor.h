@@ -14,7 +14,7 @@ class SleepInhibitor : public QObject
     Q_OBJECT
 
 public:
-    using QObject::QObject;
+    explicit SleepInhibitor(QObject* parent);
 
     /// The desktop may show `reason` to the user.
     void hold(const QString& reason);
