@@ -1,7 +1,5 @@
 #include "tests/support/window.h"
 
-#include <fcntl.h>
-#include <optional>
 #include <sys/file.h>
 #include <sys/stat.h>
 
@@ -13,18 +11,7 @@ namespace
 constexpr int readSize = 32768;
 constexpr int megabyte = 1 << 20;
 
-enum End {
-    Finished,
-    StopAsked,
-    Brutal,
-    BrutalAndFailing,
-    Unnamed,
-    Refused,
-    ReadFails,
-    ReadIsImpossible,
-    StartFails,
-};
-constexpr int ends = StartFails + 1;
+enum End { Finished, StopAsked, Brutal, BrutalFailing, Unnamed, Refused, Fails, Lies, StartFails };
 
 } // namespace
 
@@ -40,7 +27,7 @@ private slots:
         const CleanStart start;
         const auto seed = quint32(qEnvironmentVariableIntValue("TOVALINK_SEED"));
         m_random.seed(seed);
-        m_random.fillRange(m_noise.data(), qsizetype(m_noise.size()));
+        std::generate(m_noise.begin(), m_noise.end(), [this] { return char(m_random()); });
         QCOMPARE(mkfifo("pipe", S_IRWXU), 0);
         QVERIFY(writeFile("locked", "another program's"));
         QFile locked("locked");
@@ -50,7 +37,7 @@ private slots:
         watch(window);
         for (int step = 0; step < 150 && !QTest::currentTestFailed(); ++step) {
             m_mode = QStringList{onTheFly, ring, hardware}.at(step % 3);
-            m_end = End(below(ends));
+            m_end = End(below(StartFails + 1));
             record(window);
             if (QTest::currentTestFailed()) {
                 qWarning() << "seed" << seed << "step" << step << m_mode << "end" << m_end;
@@ -59,17 +46,16 @@ private slots:
     }
 
 private:
-    int below(int bound) { return int(m_random.bounded(bound)); }
-    bool fails() const { return m_end >= ReadFails; }
-    bool isRefusedAtOnce() const { return m_end == Refused && m_mode != ring; }
-    bool isSaved() const
-    {
-        return m_end != Unnamed && m_end != Refused && (m_mode != ring || !fails());
-    }
+    int below(int bound) { return int(m_random() % unsigned(bound)); }
+    bool isRing() const { return m_mode == ring; }
+    bool isBrutal() const { return m_end == Brutal || m_end == BrutalFailing; }
+    bool fails() const { return m_end >= Fails; }
+    bool isSaved() const { return m_end != Unnamed && m_end != Refused && !(isRing() && fails()); }
 
     /// Whoever reads that a recording is over can start the next one: nothing happens in between.
     void watch(Window& window)
     {
+        board.state = nullptr;
         auto* always = new QTimer(&window);
         connect(always, &QTimer::timeout, always, [&window] {
             if (window.status.text().contains("topped ") && window.state() != "Start!") {
@@ -79,165 +65,124 @@ private:
         always->start(0);
     }
 
-    /// Some MB at most, so that a ring may go round; sometimes it is full to the byte.
-    std::deque<Read> randomReads(int ringSize)
-    {
-        std::deque<Read> reads;
-        const auto* noise = reinterpret_cast<const char*>(m_noise.data());
-        int total = 0;
-        for (int each = below(25); each >= 0; --each) {
-            const QByteArray bytes(noise + below(megabyte), below(3) == 0 ? 0 : below(200000));
-            total += int(bytes.size());
-            reads.push_back({bytes, BRAN_SUCCESS, below(5) * qint64(67)});
-        }
-        if (below(3) == 0) {
-            const int missing = ringSize - total % ringSize + below(3) - 1;
-            reads.push_back({QByteArray(noise, missing), BRAN_SUCCESS, 0});
-        }
-        return reads;
-    }
-
     void record(Window& window)
     {
-        const int ringSize = (1 + below(2)) * megabyte;
-        std::deque<Read> reads = randomReads(ringSize);
-        const auto last =
-            m_end == Finished ? reads.size() - 1 : std::size_t(below(int(reads.size())));
-        QByteArray trace;
-        for (std::size_t each = 0; each <= last; ++each) {
-            trace += reads[each].bytes;
-        }
-        window.get<QLineEdit>("Size").setText(QString::number(ringSize / megabyte));
+        auto& size = window.get<QLineEdit>("Size");
+        size.setText(QStringList{"", "1", "2"}.at(below(3)));
+        m_ringSize = std::max(size.text().toInt(), 1) * megabyte;
+        const QString refusing = QStringList{".", "pipe", "locked"}.at(below(3));
         window.file.clear();
-        window.file.setEditText(m_end == Unnamed   ? QString()
-                                : m_end == Refused ? QStringList{".", "pipe", "locked"}.at(below(3))
-                                                   : QStringLiteral("a.prf"));
+        window.file.setEditText(m_end == Unnamed ? "" : m_end == Refused ? refusing : "a.prf");
         window.status.clear();
         const QByteArray oldFile = contentOf("a.prf");
         auto& newExl = window.get<QCheckBox>("Use it (Ambrel, Sorvane, ...)");
-        const bool wasNewExl = newExl.isChecked();
-        board = ScriptedBoard();
-        board.now = m_now;
-        QFile::remove("tovaconfig.cfg");
+        // The format is that of the moment when the header is written.
+        const char format = newExl.isChecked() != isRing() ? 2 : 1;
+        board.journal.clear();
+        board.failing = m_end == StartFails ? "start" : "";
         TOVAConfiguration::m_lastPrfFiles.clear();
         TOVAConfiguration::m_isDoubleClickedProtected = m_end != StopAsked;
-        prepareEnd(window, newExl, reads, last);
-        const QString status = finalStatus(int(trace.size()), ringSize, reads);
-        window.record(m_mode, reads);
-        m_now = board.now;
+        if (m_end == Refused || fails()) {
+            window.answer(m_end == Refused && isRing() ? "Cancel" : "OK");
+        }
+        window.record(m_mode, randomReads(window, newExl));
 
-        QByteArray file("DBGP\1\0\1\0", 8);
-        // The format is that of the moment when the header is written.
-        file[6] = wasNewExl != (m_mode == ring) ? 2 : 1;
-        file += trace.right(m_mode == ring ? ringSize : int(trace.size()));
-        file = !isSaved() ? oldFile : m_end == StartFails ? QByteArray() : file;
-        QVERIFY(contentOf("a.prf") == file);
+        const QByteArray kept = isRing() ? m_trace.right(m_ringSize) : m_trace;
+        const QByteArray file = QByteArray("DBGP\1\0", 6) + format + '\0' + kept;
+        QVERIFY(contentOf("a.prf") == (!isSaved()            ? oldFile
+                                       : m_end == StartFails ? QByteArray()
+                                                             : file));
         QCOMPARE(board.journal, journal());
-        QCOMPARE(window.status.text(), status);
+        QCOMPARE(window.status.text(), status());
         QCOMPARE(window.state(), QString("Start!"));
-        QCOMPARE(contentOf("tovaconfig.cfg").contains("a.prf"), isSaved());
         QCOMPARE(window.file.count(), int(isSaved()));
         QCOMPARE(contentOf("locked"), QByteArray("another program's"));
     }
 
-    /// Makes the recording end behind the read `last`.
-    void prepareEnd(Window& window, QCheckBox& newExl, std::deque<Read>& reads, std::size_t last)
+    /// Some MB at most, so that a ring may go round; sometimes it is full to the byte.
+    std::deque<Read> randomReads(Window& window, QCheckBox& newExl)
     {
-        if (m_end == Finished) {
-            reads.back().result = BRAN_RECORDING_FINISHED;
-        } else if (m_end == Brutal || m_end == BrutalAndFailing) {
-            reads[last].meanwhile = [&] { window.recordPage.brutalStop(); };
-            reads[last].result = m_end == Brutal ? BRAN_SUCCESS : ScriptedBoard::failure;
-        } else {
-            reads.resize(last + 1);
-        }
-        if (m_end == StartFails) {
-            board.failing = "start";
-        } else if (m_end == ReadFails) {
-            reads.push_back({"lost", ScriptedBoard::failure});
-            reads.back().claims = below(2) * 4000000000U;
-        } else if (m_end == ReadIsImpossible) {
-            reads.push_back({"lost", below(2) == 0 ? BRAN_SUCCESS : BRAN_RECORDING_FINISHED});
-            reads.back().claims = 4000000000U;
-        }
-        if (m_end == Refused || fails()) {
-            window.answer(m_end == Refused && m_mode == ring ? "Cancel" : "OK");
-        }
-        // A click that is made in the last read asks for nothing any more.
-        reads.back().meanwhile = [&window, before = reads.back().meanwhile] {
-            before ? before() : void();
-            queue(window, [&] { click(window.startStop); });
+        // Whether this click asks for a stop depends on the protection.
+        const auto clickBoth = [&] {
+            newExl.click();
+            queue(window, [&window] { click(window.startStop); });
         };
-        // A ring's header is written at its end. The hardware trigger takes the stop away.
-        reads.push_front({"", BRAN_SUCCESS, m_end == StopAsked ? 201 : 0, [this, &window, &newExl] {
-                              const QByteArray saved = contentOf("tovaconfig.cfg");
-                              board.note(saved.contains("a.prf") ? "remembered" : "not remembered");
-                              newExl.click();
-                              if (m_end == StopAsked) {
-                                  queue(window, [&] { click(window.startStop); });
-                              }
-                          }});
+        std::deque<Read> reads{{"", BRAN_SUCCESS, 201, clickBoth}};
+        m_trace.clear();
+        m_calls = 1;
+        for (int left = below(25); left >= 0; --left) {
+            const int missing = m_ringSize - int(m_trace.size()) % m_ringSize + below(3) - 1;
+            const int some = below(3) == 0 ? 0 : below(200000);
+            const int count = left == 0 && below(3) == 0 ? missing : some;
+            reads.push_back({m_noise.mid(below(megabyte), count), BRAN_SUCCESS, below(5) * 67});
+            m_trace += reads.back().bytes;
+            m_calls += (std::max(count, 1) + readSize - 1) / readSize;
+        }
+        if (m_end == Fails || m_end == Lies) {
+            reads.push_back({"lost"});
+            reads.back().claims = m_end == Lies || below(2) == 0 ? 4000000000U : 0;
+            ++m_calls;
+        }
+        const bool goesOn = isBrutal() || (m_end == Lies && below(2) == 0);
+        const bool isFailure = m_end == Fails || m_end == BrutalFailing;
+        reads.back().result = isFailure ? ScriptedBoard::failure
+                              : goesOn  ? BRAN_SUCCESS
+                                        : BRAN_RECORDING_FINISHED;
+        // What is asked for in the last read comes too late.
+        reads.back().meanwhile = [this, &window] {
+            isBrutal() ? window.recordPage.brutalStop() : void();
+            queue(window, [&window] {
+                click(window.startStop);
+                window.recordPage.brutalStop();
+            });
+        };
+        reads.push_back({"never read"});
+        return reads;
     }
 
     QStringList journal() const
     {
-        const QString box = m_mode == ring && m_end == Refused
-                                ? "TOVAlink: Cannot open file for writing.\nFile may be in "
-                                  "read-only mode, or it is already opened by another "
-                                  "application.\n"
-                            : m_end == Refused
-                                ? "Tovalink: Cannot open file for writing. File may be in "
-                                  "read-only mode, or it is already opened by another application"
-                            : m_end == ReadIsImpossible
+        const QString refused = "Cannot open file for writing.%1File may be in read-only mode, or "
+                                "it is already opened by another application";
+        const QString box = m_end == Refused ? isRing() ? "TOVAlink: " + refused.arg('\n') + ".\n"
+                                                        : "Tovalink: " + refused.arg(' ')
+                            : m_end == Lies
                                 ? "Tovalink: The board library reported 4000000000 bytes, which is "
                                   "more than it was asked for. They were not recorded."
-                                : "Tovalink: it is <b>damaged";
-        const bool isTried = m_end != Unnamed && !isRefusedAtOnce();
-        QStringList journal{isTried ? "start" : "",
-                            !isTried || m_end == StartFails ? ""
-                            : m_mode == ring                ? "not remembered"
-                                                            : "remembered",
-                            m_end == StopAsked ? "stop" : "",
-                            m_end == Refused || fails() ? box : ""};
+                            : fails() ? "Tovalink: it is <b>damaged"
+                                      : "";
+        const bool isBegun = m_end != Unnamed && (m_end != Refused || isRing());
+        QStringList journal{isBegun ? "start" : "", m_end == StopAsked ? "stop" : "", box};
         journal.removeAll("");
         return journal;
     }
 
-    QString finalStatus(int bytes, int ringSize, const std::deque<Read>& reads) const
+    QString status() const
     {
-        const bool isBrutal = m_end == Brutal || m_end == BrutalAndFailing;
-        const QString stop = fails() ? "on error" : isBrutal ? "Brutally" : "Nicely";
-        if (m_end == Unnamed || m_end == StartFails || isRefusedAtOnce()) {
-            return m_end == Unnamed      ? "You'd better chose a filename before recording!"
-                   : m_end == StartFails ? "Stopped on error."
-                                         : "";
-        }
-        if (m_mode != ring) {
-            return QStringLiteral("Recorded %1 bytes. (Stopped %2!)")
-                .arg(QString::number(bytes), stop);
-        }
-        if (fails()) {
-            int calls = 0;
-            for (const Read& read : reads) {
-                calls += std::max((int(read.bytes.size()) + readSize - 1) / readSize, 1);
-            }
-            return QString("Read %1 bytes. Cursor at %2. Read count : %3 (Stopped on error!)")
-                .arg(bytes)
-                .arg(bytes % ringSize)
-                .arg(calls);
-        }
-        const QString format = m_end == Refused ? "(Stopped %2, user has chosen not to save)."
-                               : bytes < ringSize
-                                   ? "Dumped %1 bytes, buffer not full. (Stopped %2, saved)."
-                                   : "Dumped last full buffer. (Stopped %2, saved).";
-        return QString(format).replace("%1", QString::number(bytes)).replace("%2", stop);
+        const QString text =
+            m_end == Unnamed      ? "You'd better chose a filename before recording!"
+            : m_end == StartFails ? "Stopped on error."
+            : m_end == Refused    ? isRing() ? "(Stopped %1, user has chosen not to save)." : ""
+            : !isRing()           ? "Recorded %2 bytes. (Stopped %1!)"
+            : fails()             ? "Read %2 bytes. Cursor at %3. Read count : %4 (Stopped %1!)"
+            : m_trace.size() < m_ringSize ? "Dumped %2 bytes, buffer not full. (Stopped %1, saved)."
+                                          : "Dumped last full buffer. (Stopped %1, saved).";
+        return QString(text)
+            .replace("%1", fails()      ? "on error"
+                           : isBrutal() ? "Brutally"
+                                        : "Nicely")
+            .replace("%2", QString::number(m_trace.size()))
+            .replace("%3", QString::number(m_trace.size() % m_ringSize))
+            .replace("%4", QString::number(m_calls));
     }
 
-    QRandomGenerator m_random;
-    std::vector<quint32> m_noise = std::vector<quint32>(1 << 19);
+    std::mt19937 m_random;
+    QByteArray m_noise = QByteArray(4 * megabyte, '\0');
+    QByteArray m_trace;
     QString m_mode;
     End m_end = Finished;
-    qint64 m_now = 0;
+    int m_ringSize = 0;
+    int m_calls = 0;
 };
 
 QTEST_MAIN(tst_walk)

@@ -5,22 +5,10 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-namespace
-{
-
-/// Notes a call and tells its result.
-BRAN_ERR_T called(const QString& operation, const QString& call)
-{
-    board.note(call);
-    return operation == board.failing ? ScriptedBoard::failure : BRAN_SUCCESS;
-}
-
-} // namespace
-
 BRAN_ERR_T BRAN_GetVersion(unsigned int* version)
 {
     *version = board.version;
-    return called("version", "version");
+    return board.call("version", "version");
 }
 
 void BRAN_ResetTarget()
@@ -42,8 +30,8 @@ BRAN_ERR_T BRAN_FillFlashImage(const char* fileName, BRAN_FLASH_IMAGE_T* image,
                                unsigned int& /*filledSize*/)
 {
     const QString file = QString::fromLocal8Bit(fileName);
-    const BRAN_ERR_T result = called(file, "fill " + file);
-    if (result == BRAN_SUCCESS && image != nullptr && board.onFill) {
+    const BRAN_ERR_T result = board.call(file, "fill " + file);
+    if (result == BRAN_SUCCESS && image != nullptr) {
         board.onFill(file, *image);
     }
     return result;
@@ -54,12 +42,10 @@ BRAN_ERR_T BRAN_DownloadFlash(unsigned int baseAddress, char* data, unsigned int
                               void (*verifyCallback)(float))
 {
     const BRAN_ERR_T result =
-        called("download", QString::asprintf("download %x at %x flag %d verify %d", length,
-                                             baseAddress, int(downloadFlag), int(verify)));
+        board.call("download", QString::asprintf("download %x at %x flag %d verify %d", length,
+                                                 baseAddress, int(downloadFlag), int(verify)));
     board.downloaded = data != nullptr ? QByteArray(data, int(length)) : QByteArray();
-    if (board.onDownload) {
-        board.onDownload(burnCallback, verify ? verifyCallback : nullptr);
-    }
+    board.onDownload(burnCallback, verify ? verifyCallback : nullptr);
     return result;
 }
 
@@ -74,7 +60,7 @@ BRAN_ERR_T BRAN_StartRecording(const BRAN_RECORD_CONFIG_T& config,
                                BRAN_RECORD_CONTEXT_T& /*context*/)
 {
     board.config = config;
-    return called("start", "start");
+    return board.call("start", "start");
 }
 
 BRAN_ERR_T BRAN_GetRecordData(BRAN_RECORD_CONTEXT_T& /*context*/, char* buffer, unsigned int size,
@@ -84,31 +70,24 @@ BRAN_ERR_T BRAN_GetRecordData(BRAN_RECORD_CONTEXT_T& /*context*/, char* buffer, 
     if (board.reads.empty()) {
         return BRAN_RECORDING_FINISHED;
     }
-    const QByteArray bytes = board.reads.front().bytes;
-    const int count = std::min(int(bytes.size()) - board.delivered, int(size));
-    std::copy_n(bytes.begin() + board.delivered, count, buffer);
-    bytesRead = unsigned(count);
-    board.delivered += count;
-    if (board.delivered < bytes.size()) {
+    const ScriptedBoard::Read read = board.reads.front();
+    bytesRead = std::min(unsigned(read.bytes.size()) - board.delivered, size);
+    std::copy_n(read.bytes.begin() + board.delivered, bytesRead, buffer);
+    board.delivered += bytesRead;
+    if (board.delivered < unsigned(read.bytes.size())) {
         return BRAN_SUCCESS;
     }
-    const ScriptedBoard::Read last = board.reads.front();
     board.reads.pop_front();
     board.delivered = 0;
-    board.now += last.lasts;
-    bytesRead = last.claims != 0 ? last.claims : bytesRead;
-    if (last.meanwhile) {
-        last.meanwhile();
-    }
-    return last.result;
+    board.now += read.lasts;
+    bytesRead = read.claims != 0 ? read.claims : bytesRead;
+    read.meanwhile();
+    return read.result;
 }
 
 void BRAN_StopRecordingRequest(BRAN_RECORD_CONTEXT_T& /*context*/)
 {
     board.note("stop");
-    if (board.onStop) {
-        board.onStop();
-    }
 }
 
 const char* BRAN_GetErrorString(BRAN_ERR_T error)
@@ -121,5 +100,5 @@ const char* BRAN_GetErrorString(BRAN_ERR_T error)
 extern "C" int fdatasync(int descriptor)
 {
     errno = EDQUOT;
-    return board.onSync && !board.onSync() ? -1 : int(syscall(SYS_fdatasync, descriptor));
+    return board.onSync() ? int(syscall(SYS_fdatasync, descriptor)) : -1;
 }

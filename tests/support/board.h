@@ -18,6 +18,12 @@ struct ScriptedBoard {
         const QString before = std::exchange(noted, state ? state() : QString());
         journal += noted == before ? entry : entry + " | " + noted;
     }
+    /// Notes a call of the board and tells the result of the operation.
+    BRAN_ERR_T call(const QString& operation, const QString& entry)
+    {
+        note(entry);
+        return operation == failing ? failure : BRAN_SUCCESS;
+    }
     QStringList journal;
     std::function<QString()> state;
     QString noted;
@@ -29,11 +35,11 @@ struct ScriptedBoard {
     QByteArray failureText = "it is <b>damaged";
 
     unsigned int version = 0;
-    std::function<void(const QString& file, BRAN_FLASH_IMAGE_T& image)> onFill;
+    std::function<void(const QString& file, BRAN_FLASH_IMAGE_T& image)> onFill = [](auto&...) {};
 
     /// What a download does between its call and its return.
     using Progress = void (*)(float);
-    std::function<void(Progress burn, Progress verify)> onDownload;
+    std::function<void(Progress burn, Progress verify)> onDownload = [](auto...) {};
     QByteArray downloaded;
 
     /// A part of the trace, delivered in as many reads as it takes. The last of them comes with
@@ -42,7 +48,7 @@ struct ScriptedBoard {
         QByteArray bytes = {};
         BRAN_ERR_T result = BRAN_SUCCESS;
         qint64 lasts = 0;
-        std::function<void()> meanwhile = {};
+        std::function<void()> meanwhile = [] {};
         /// The number of bytes that it tells, where that is a lie.
         unsigned int claims = 0;
     };
@@ -50,16 +56,13 @@ struct ScriptedBoard {
     /// The trace; the recording is finished when there is none left.
     std::deque<Read> reads;
     /// How much of the first of them has been delivered.
-    int delivered = 0;
+    unsigned int delivered = 0;
     BRAN_RECORD_CONFIG_T config = {};
-    std::function<void()> onStop;
-    /// The window's own brutal stop.
-    std::function<void()> brutalStop;
 
     /// The scripted clock, in milliseconds.
     qint64 now = 0;
     /// Whether a synchronisation with the disk succeeds, as asked for each.
-    std::function<bool()> onSync;
+    std::function<bool()> onSync = [] { return true; };
 };
 
 inline ScriptedBoard board;

