@@ -198,7 +198,7 @@ private slots:
 
     void endsWithNothingLost_data()
     {
-        addColumns<QByteArray>("saved");
+        QTest::addColumn<QByteArray>("saved");
         for (const char* moment : {"idle", "open dialog", "burning", "verifying", "burn box"}) {
             QTest::newRow(moment) << QByteArray();
         }

@@ -116,7 +116,8 @@ private slots:
 
     void writesAllOrTellsThatItDidNot_data()
     {
-        addColumns<bool, bool>("diskIsFull", "folderIsReadOnly");
+        QTest::addColumn<bool>("diskIsFull");
+        QTest::addColumn<bool>("folderIsReadOnly");
         QTest::newRow("replaced") << false << false;
         QTest::newRow("full disk, old file kept") << true << false;
         QTest::newRow("read-only folder, written in place") << false << true;

@@ -6,6 +6,7 @@
 #include "shell/mainwindow.h"
 #include "shell/startup.h"
 #include "tests/support/board.h"
+#include "tests/support/folder.h"
 
 #include <QtTest>
 #include <QtWidgets>
@@ -38,18 +39,6 @@ struct CleanStart {
     QTemporaryDir folder;
 };
 
-inline QByteArray contentOf(const QString& fileName)
-{
-    QFile file(fileName);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-inline bool writeFile(const QString& fileName, const QByteArray& content)
-{
-    QFile file(fileName);
-    return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
-}
-
 /// Calls `act` while the process may have only so many bytes of a resource: of any file
 /// (RLIMIT_FSIZE), as if the disk were full, or of memory (RLIMIT_DATA).
 template <class Act>
@@ -61,13 +50,6 @@ void withLimit(__rlimit_resource resource, rlim_t bytes, Act act)
     setrlimit(resource, &scarce);
     act();
     setrlimit(resource, &before);
-}
-
-/// Adds the columns of a test's table.
-template <class... Types, class... Names>
-void addColumns(Names... names)
-{
-    (QTest::addColumn<Types>(names), ...);
 }
 
 /// What a screen reader calls a control. A combo box is called by its label, a label by what it is
