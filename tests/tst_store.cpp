@@ -18,11 +18,16 @@ struct Kind {
     QString page;
     QString name;
 };
-const std::array<Kind, 3> kinds{{
-    {"lod", Store::m_lastLodFiles, Store::m_lastLodFolder, "Burn Flash", "main lod file"},
-    {"cfp", Store::m_lastCfpFiles, Store::m_lastCfpFolder, "Burn Flash", "calibration file"},
-    {"prf", Store::m_lastPrfFiles, Store::m_lastPrfFolder, "Record", "record file"},
-}};
+
+const std::array<Kind, 3>& kinds()
+{
+    static const std::array<Kind, 3> all{{
+        {"lod", Store::m_lastLodFiles, Store::m_lastLodFolder, "Burn Flash", "main lod file"},
+        {"cfp", Store::m_lastCfpFiles, Store::m_lastCfpFolder, "Burn Flash", "calibration file"},
+        {"prf", Store::m_lastPrfFiles, Store::m_lastPrfFolder, "Record", "record file"},
+    }};
+    return all;
+}
 
 QMimeData* dataOf(const QString& text)
 {
@@ -81,7 +86,7 @@ private slots:
                                  "<lastprf path=\"/4/x\"/>\n"
                                  "</tovaconfig>\n";
         QVERIFY(writeFile("tovaconfig.cfg", QByteArray(saved).replace("folder", "other")));
-        for (const Kind& kind : kinds) {
+        for (const Kind& kind : kinds()) {
             CleanStart::forget();
             Window window(kind.page);
             auto& combo = window.get<QComboBox>("Path of the " + kind.name);
@@ -173,7 +178,7 @@ private slots:
     void chosenOneIsShown()
     {
         const QString here = QDir::currentPath() + "/";
-        for (const auto& [suffix, files, folder, page, name] : kinds) {
+        for (const auto& [suffix, files, folder, page, name] : kinds()) {
             files = QStringList{here + "OLD." + suffix, here + "old." + suffix};
             Window window(page);
             auto& combo = window.get<QComboBox>("Path of the " + name);
@@ -269,7 +274,7 @@ private slots:
 
     void fileDroppedOnAPage()
     {
-        for (const auto& [suffix, files, folder, page, name] : kinds) {
+        for (const auto& [suffix, files, folder, page, name] : kinds()) {
             Window window(page);
             QWidget& target = *window.tabs.currentWidget();
             auto& combo = window.get<QComboBox>("Path of the " + name);
