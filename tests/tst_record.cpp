@@ -1,6 +1,8 @@
 #include "record/refreshclock.h"
 #include "tests/support/window.h"
 
+#include <QRandomGenerator>
+
 #include <fcntl.h>
 #include <optional>
 #include <sys/stat.h>
@@ -27,8 +29,8 @@ const QString full = box.arg("Cannot write a.prf: File too large. The first %1 b
 QByteArray trace(int count)
 {
     QByteArray bytes(count, '\0');
-    std::minstd_rand random;
-    std::generate(bytes.begin(), bytes.end(), [&random] { return char(random() >> 16); });
+    QRandomGenerator random(1);
+    std::generate(bytes.begin(), bytes.end(), [&random] { return char(random()); });
     return bytes;
 }
 
@@ -74,7 +76,7 @@ void check(const QString& mode, bool isProtected, const QString& steps, const QS
         {"unsynced", [] { board.onSync = [] { return false; }; }},
         {"emptied", [] { QFile::resize("a.prf", 0); }},
         {"renamed", [] { QFile::rename("a.prf", "b.prf"); }},
-        {"replaced", [] { ::rename("other", "a.prf"); }}};
+        {"replaced", [] { static_cast<void>(::rename("other", "a.prf")); }}};
     const QHash<QString, BRAN_ERR_T> results{{"last", BRAN_RECORDING_FINISHED},
                                              {"fails", ScriptedBoard::failure}};
     const QRegularExpression withoutBytes("click|brutal|slot|look|unsynced|000");
@@ -133,7 +135,7 @@ private slots:
                                 "Triggered! Recorded 1000 bytes.; Triggered! Recorded 33768 "
                                 "bytes.; Triggered! Recorded 33768 bytes.";
         const QString room = " are free on the disk of the record file";
-        const QRegularExpression time(room + ", enough for \\d+ (days|h \\d+ min) at this rate\\.");
+        const QRegularExpression time(room + R"(, enough for \d+ (days|h \d+ min) at this rate\.)");
         for (const auto& [mode, statuses] :
              {std::pair(onTheFly, rates.arg("Recorded")),
               std::pair(ring, rates.arg("Buffer contains")), std::pair(hardware, trigger)}) {

@@ -1,5 +1,7 @@
 #include "tests/support/window.h"
 
+#include <QRandomGenerator>
+
 #include <sys/file.h>
 #include <sys/stat.h>
 
@@ -114,7 +116,8 @@ private:
             const int missing = m_ringSize - int(m_trace.size()) % m_ringSize + below(3) - 1;
             const int some = below(3) == 0 ? 0 : below(200000);
             const int count = left == 0 && below(3) == 0 ? missing : some;
-            reads.push_back({m_noise.mid(below(megabyte), count), BRAN_SUCCESS, below(5) * 67});
+            reads.push_back(
+                {m_noise.mid(below(megabyte), count), BRAN_SUCCESS, below(5) * qint64(67)});
             m_trace += reads.back().bytes;
             m_calls += (std::max(count, 1) + readSize - 1) / readSize;
         }
@@ -157,17 +160,27 @@ private:
         return journal;
     }
 
+    QString format() const
+    {
+        if (m_end == Unnamed || m_end == StartFails) {
+            return m_end == Unnamed ? "You'd better chose a filename before recording!"
+                                    : "Stopped on error.";
+        }
+        if (m_end == Refused) {
+            return isRing() ? "(Stopped %1, user has chosen not to save)." : "";
+        }
+        if (!isRing()) {
+            return "Recorded %2 bytes. (Stopped %1!)";
+        }
+        return fails() ? "Read %2 bytes. Cursor at %3. Read count : %4 (Stopped %1!)"
+               : m_trace.size() < m_ringSize
+                   ? "Dumped %2 bytes, buffer not full. (Stopped %1, saved)."
+                   : "Dumped last full buffer. (Stopped %1, saved).";
+    }
+
     QString status() const
     {
-        const QString text =
-            m_end == Unnamed      ? "You'd better chose a filename before recording!"
-            : m_end == StartFails ? "Stopped on error."
-            : m_end == Refused    ? isRing() ? "(Stopped %1, user has chosen not to save)." : ""
-            : !isRing()           ? "Recorded %2 bytes. (Stopped %1!)"
-            : fails()             ? "Read %2 bytes. Cursor at %3. Read count : %4 (Stopped %1!)"
-            : m_trace.size() < m_ringSize ? "Dumped %2 bytes, buffer not full. (Stopped %1, saved)."
-                                          : "Dumped last full buffer. (Stopped %1, saved).";
-        return QString(text)
+        return format()
             .replace("%1", fails()      ? "on error"
                            : isBrutal() ? "Brutally"
                                         : "Nicely")
@@ -176,7 +189,7 @@ private:
             .replace("%4", QString::number(m_calls));
     }
 
-    std::mt19937 m_random;
+    QRandomGenerator m_random;
     QByteArray m_noise = QByteArray(4 * megabyte, '\0');
     QByteArray m_trace;
     QString m_mode;

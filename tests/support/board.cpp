@@ -97,6 +97,7 @@ const char* BRAN_GetErrorString(BRAN_ERR_T error)
 }
 
 /// Takes the place of the system's: on a server's disk only this tells that there was no room.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the other is reserved.
 extern "C" int fdatasync(int descriptor)
 {
     errno = EDQUOT;
