@@ -1,8 +1,12 @@
 #include "shell/sessionend.h"
+#include "shell/startup.h"
 #include "shell/terminationsignals.h"
 #include "tests/support/window.h"
 
+#include <QStyle>
+
 #include <csignal>
+#include <memory>
 #include <optional>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -268,6 +272,8 @@ private slots:
 
     void startsAsItIsRead()
     {
+        const std::unique_ptr<QStyle> style(createStyle());
+        QVERIFY(style->inherits(QT_VERSION_MAJOR < 6 ? "QPlastiqueStyle" : "QFusionStyle"));
         for (const auto& [page, text] :
              {std::pair("Burn Flash", burnTexts), std::pair("Record", recordTexts)}) {
             Window window(page);
