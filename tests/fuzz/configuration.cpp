@@ -1,7 +1,6 @@
 // Reads any bytes as the file of recent files: what stays of it can be shown and saved.
 
-#include "config/configuration.h"
-
+#include "config/configurationkinds.h"
 #include "config/configurationreader.h"
 
 #include <QSet>
@@ -17,14 +16,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     bool isSound = write(file, data, size) == ssize_t(size);
     readConfigurationFile(QStringLiteral("/proc/self/fd/%1").arg(file));
     close(file);
-    for (QStringList* files :
-         {&TOVAConfiguration::m_lastLodFiles, &TOVAConfiguration::m_lastCfpFiles,
-          &TOVAConfiguration::m_lastPrfFiles}) {
-        constexpr int maxRecentFiles = 5;
-        const QSet<QString> different(files->begin(), files->end());
-        isSound = isSound && files->size() <= maxRecentFiles && !different.contains(QString()) &&
-                  different.size() == files->size();
-        files->clear();
+    for (const ConfigurationKind& kind : configurationKinds) {
+        const QSet<QString> different(kind.files.begin(), kind.files.end());
+        isSound = isSound && different.size() == kind.files.size() && different.size() <= 5 &&
+                  !different.contains(QString());
+        kind.files.clear();
     }
     if (!isSound) {
         std::abort();
