@@ -1,197 +1,163 @@
 #include "tests/support/window.h"
 
-#include <QRandomGenerator>
-
 #include <sys/file.h>
 #include <sys/stat.h>
 
-using Read = ScriptedBoard::Read;
-
-namespace
-{
-
-constexpr int readSize = 32768;
-constexpr int megabyte = 1 << 20;
-
-enum End { Finished, StopAsked, Brutal, BrutalFailing, Unnamed, Refused, Fails, Lies, StartFails };
-
-} // namespace
-
 /// Makes recordings that end in all ways in all modes, with random data, one after the other in one
 /// window, and compares each with what it must have done and left.
-class tst_walk : public QObject
+class tst_walk : public WindowTest
 {
     Q_OBJECT
 
 private slots:
     void recordingsLeaveWhatTheyMust()
     {
-        const CleanStart start;
-        const auto seed = quint32(qEnvironmentVariableIntValue("TOVALINK_SEED"));
-        m_random.seed(seed);
         std::generate(m_noise.begin(), m_noise.end(), [this] { return char(m_random()); });
         QCOMPARE(mkfifo("pipe", S_IRWXU), 0);
-        QVERIFY(writeFile("locked", "another program's"));
         QFile locked("locked");
-        QVERIFY(locked.open(QIODevice::ReadOnly));
-        QCOMPARE(flock(locked.handle(), LOCK_EX), 0);
-        Window window;
-        watch(window);
+        QVERIFY(locked.open(QIODevice::WriteOnly) && flock(locked.handle(), LOCK_EX) == 0);
+        QVERIFY(writeFile("locked", "another program's"));
+        QTimer always;
+        // Whoever reads that a recording is over can start the next one at once.
+        always.callOnTimeout([this] {
+            if (m_window.status.text().contains("topped ") && !m_window.state().isEmpty()) {
+                board.note("an event behind the final line");
+            }
+        });
+        always.start(0);
         for (int step = 0; step < 150 && !QTest::currentTestFailed(); ++step) {
             m_mode = QStringList{onTheFly, ring, hardware}.at(step % 3);
-            m_end = End(below(StartFails + 1));
-            record(window);
+            m_end = End(below(Refused + 1));
+            record();
             if (QTest::currentTestFailed()) {
-                qWarning() << "seed" << seed << "step" << step << m_mode << "end" << m_end;
+                qWarning() << qgetenv("TOVALINK_SEED") << "step" << step << m_mode << m_end;
             }
         }
     }
 
 private:
+    /// The first three are good ends, the next three failures, and the last two have no file.
+    enum End { Finished, StopAsked, Brutal, Fails, Lies, StartFails, Unnamed, Refused };
+
+    static constexpr int readSize = 32768;
+
     int below(int bound) { return int(m_random() % unsigned(bound)); }
     bool isRing() const { return m_mode == ring; }
-    bool isBrutal() const { return m_end == Brutal || m_end == BrutalFailing; }
-    bool fails() const { return m_end >= Fails; }
-    bool isSaved() const { return m_end != Unnamed && m_end != Refused && !(isRing() && fails()); }
 
-    /// Whoever reads that a recording is over can start the next one: nothing happens in between.
-    void watch(Window& window)
+    void record()
     {
-        board.state = nullptr;
-        auto* always = new QTimer(&window);
-        connect(always, &QTimer::timeout, always, [&window] {
-            if (window.status.text().contains("topped ") && window.state() != "Start!") {
-                board.note("an event behind the final line");
-            }
-        });
-        always->start(0);
-    }
-
-    void record(Window& window)
-    {
-        auto& size = window.get<QLineEdit>("Size");
-        size.setText(QStringList{"", "1", "2"}.at(below(3)));
-        m_ringSize = std::max(size.text().toInt(), 1) * megabyte;
+        const QString size = QStringList{"", "1", "2"}.at(below(3));
+        m_window.get<QLineEdit>("Size").setText(size);
+        m_ringSize = std::max(size.toInt(), 1) * megabyte;
         const QString refusing = QStringList{".", "pipe", "locked"}.at(below(3));
-        window.file.clear();
-        window.file.setEditText(m_end == Unnamed ? "" : m_end == Refused ? refusing : "a.prf");
-        window.status.clear();
-        const QByteArray oldFile = contentOf("a.prf");
-        auto& newExl = window.get<QCheckBox>("Use it (Ambrel, Sorvane, ...)");
-        // The format is that of the moment when the header is written.
-        const char format = newExl.isChecked() != isRing() ? 2 : 1;
-        board.journal.clear();
-        board.failing = m_end == StartFails ? "start" : "";
-        TOVAConfiguration::m_lastPrfFiles.clear();
+        m_window.file.clear();
+        m_window.file.setEditText(m_end == Unnamed ? "" : m_end == Refused ? refusing : "a.prf");
+        m_window.status.clear();
+        m_window.answers = QStringList("Esc");
         TOVAConfiguration::m_isDoubleClickedProtected = m_end != StopAsked;
-        if (m_end == Refused || fails()) {
-            window.answer(m_end == Refused && isRing() ? "Cancel" : "OK");
-        }
-        window.record(m_mode, randomReads(window, newExl));
+        board = ScriptedBoard();
+        board.failing = m_end == StartFails ? "start" : "";
+        m_window.record(m_mode, randomReads());
 
-        const QByteArray kept = isRing() ? m_trace.right(m_ringSize) : m_trace;
-        const QByteArray file = QByteArray("DBGP\1\0", 6) + format + '\0' + kept;
-        QVERIFY(contentOf("a.prf") == (!isSaved()            ? oldFile
-                                       : m_end == StartFails ? QByteArray()
-                                                             : file));
-        QCOMPARE(board.journal, journal());
-        QCOMPARE(window.status.text(), status());
-        QCOMPARE(window.state(), QString("Start!"));
-        QCOMPARE(window.file.count(), int(isSaved()));
+        // A ring that has failed is not saved.
+        const bool isSaved = m_end <= (isRing() ? Brutal : StartFails);
+        if (isSaved) {
+            // The first read has changed the format. Only a ring writes its header after that.
+            const char format = m_newExl.isChecked() == isRing() ? 2 : 1;
+            const QByteArray kept = isRing() ? m_trace.right(m_ringSize) : m_trace;
+            const QByteArray whole = QByteArray("DBGP\1\0", 6) + format + '\0' + kept;
+            m_file = m_end == StartFails ? QByteArray() : whole;
+        }
+        QVERIFY(contentOf("a.prf") == m_file);
         QCOMPARE(contentOf("locked"), QByteArray("another program's"));
+        QCOMPARE(m_window.file.count(), int(isSaved));
+        QCOMPARE(board.journal << m_window.status.text() << m_window.state(), told() << "");
     }
 
-    /// Some MB at most, so that a ring may go round; sometimes it is full to the byte.
-    std::deque<Read> randomReads(Window& window, QCheckBox& newExl)
+    /// Some MB at most, so that a ring may go round; often it is full to the byte, or nearly.
+    std::deque<Read> randomReads()
     {
+        const int length = below(2) == 0 ? m_ringSize + below(3) - 1 : below(3 * megabyte);
+        m_trace = m_noise.mid(below(megabyte), length);
         // Whether this click asks for a stop depends on the protection.
-        const auto clickBoth = [&] {
-            newExl.click();
-            queue(window, [&window] { click(window.startStop); });
+        const auto clickBoth = [this] {
+            m_newExl.click();
+            queue(m_window, [this] { click(m_window.startStop); });
         };
-        std::deque<Read> reads{{"", BRAN_SUCCESS, 201, clickBoth}};
-        m_trace.clear();
-        m_calls = 1;
+        std::deque<Read> reads{{"", BRAN_SUCCESS, due, clickBoth}};
+        // One call for that read, and one for the read that fails.
+        m_calls = 2;
+        QByteArray rest = m_trace;
         for (int left = below(25); left >= 0; --left) {
-            const int missing = m_ringSize - int(m_trace.size()) % m_ringSize + below(3) - 1;
-            const int some = below(3) == 0 ? 0 : below(200000);
-            const int count = left == 0 && below(3) == 0 ? missing : some;
-            reads.push_back(
-                {m_noise.mid(below(megabyte), count), BRAN_SUCCESS, below(5) * qint64(67)});
-            m_trace += reads.back().bytes;
-            m_calls += (std::max(count, 1) + readSize - 1) / readSize;
+            const int count = left == 0 ? length : std::max(below(300000) - 100000, 0);
+            reads.push_back({rest.left(count), BRAN_SUCCESS, below(5) * qint64(67)});
+            rest.remove(0, count);
+            m_calls += (int(reads.back().bytes.size()) - 1) / readSize + 1;
         }
         if (m_end == Fails || m_end == Lies) {
             reads.push_back({"lost"});
             reads.back().claims = m_end == Lies || below(2) == 0 ? 4000000000U : 0;
-            ++m_calls;
         }
-        const bool goesOn = isBrutal() || (m_end == Lies && below(2) == 0);
-        const bool isFailure = m_end == Fails || m_end == BrutalFailing;
-        reads.back().result = isFailure ? ScriptedBoard::failure
-                              : goesOn  ? BRAN_SUCCESS
-                                        : BRAN_RECORDING_FINISHED;
-        // What is asked for in the last read comes too late.
-        reads.back().meanwhile = [this, &window] {
-            isBrutal() ? window.recordPage.brutalStop() : void();
-            queue(window, [&window] {
-                click(window.startStop);
-                window.recordPage.brutalStop();
+        // A brutal stop may come with any of these, and a lie with each success.
+        const std::array results{BRAN_RECORDING_FINISHED, BRAN_SUCCESS, ScriptedBoard::failure};
+        const int kinds = m_end == Brutal ? 3 : m_end == Lies ? 2 : 1;
+        reads.back().result = m_end == Fails ? ScriptedBoard::failure : results.at(below(kinds));
+        reads.back().meanwhile = [this] {
+            if (m_end == Brutal) {
+                m_window.recordPage.brutalStop();
+            }
+            // What waits behind the last read comes too late.
+            queue(m_window, [this] {
+                click(m_window.startStop);
+                m_window.recordPage.brutalStop();
             });
         };
         reads.push_back({"never read"});
         return reads;
     }
 
-    QStringList journal() const
+    /// What the board is asked for, the boxes, and the final line.
+    QStringList told() const
     {
-        const QString refused = "Cannot open file for writing.%1File may be in read-only mode, or "
-                                "it is already opened by another application";
-        const QString box = m_end == Refused ? isRing() ? "TOVAlink: " + refused.arg('\n') + ".\n"
-                                                        : "Tovalink: " + refused.arg(' ')
-                            : m_end == Lies
-                                ? "Tovalink: The board library reported 4000000000 bytes, which is "
-                                  "more than it was asked for. They were not recorded."
-                            : fails() ? "Tovalink: it is <b>damaged"
-                                      : "";
-        const bool isBegun = m_end != Unnamed && (m_end != Refused || isRing());
-        QStringList journal{isBegun ? "start" : "", m_end == StopAsked ? "stop" : "", box};
-        journal.removeAll("");
-        return journal;
+        const QString lie = "Tovalink: The board library reported 4000000000 bytes, which is more "
+                            "than it was asked for. They were not recorded.";
+        const QString refused = "link: Cannot open file for writing.%1File may be in read-only "
+                                "mode, or it is already opened by another application";
+        const QMap<End, QStringList> ends{
+            {Finished, {"start", finalLine("Nicely")}},
+            {StopAsked, {"start", "stop", finalLine("Nicely")}},
+            {Brutal, {"start", finalLine("Brutally")}},
+            {Fails, {"start", "Tovalink: " + board.failureText, finalLine("on error")}},
+            {Lies, {"start", lie, finalLine("on error")}},
+            {StartFails, {"start", "Tovalink: " + board.failureText, "Stopped on error."}},
+            {Unnamed, {"You'd better chose a filename before recording!"}},
+            {Refused, isRing() ? QStringList{"start", "TOVA" + refused.arg('\n') + ".\n",
+                                             "(Stopped Nicely, user has chosen not to save)."}
+                               : QStringList{"Tova" + refused.arg(' '), ""}}};
+        return ends[m_end];
     }
 
-    QString format() const
+    QString finalLine(const QString& how) const
     {
-        if (m_end == Unnamed || m_end == StartFails) {
-            return m_end == Unnamed ? "You'd better chose a filename before recording!"
-                                    : "Stopped on error.";
-        }
-        if (m_end == Refused) {
-            return isRing() ? "(Stopped %1, user has chosen not to save)." : "";
-        }
+        const QString bytes = QString::number(m_trace.size());
         if (!isRing()) {
-            return "Recorded %2 bytes. (Stopped %1!)";
+            return "Recorded " + bytes + " bytes. (Stopped " + how + "!)";
         }
-        return fails() ? "Read %2 bytes. Cursor at %3. Read count : %4 (Stopped %1!)"
-               : m_trace.size() < m_ringSize
-                   ? "Dumped %2 bytes, buffer not full. (Stopped %1, saved)."
-                   : "Dumped last full buffer. (Stopped %1, saved).";
+        if (m_end >= Fails) {
+            return QString("Read %1 bytes. Cursor at %2. Read count : %3 (Stopped on error!)")
+                .arg(bytes, QString::number(m_trace.size() % m_ringSize), QString::number(m_calls));
+        }
+        const bool isFull = m_trace.size() >= m_ringSize;
+        return "Dumped " + (isFull ? "last full buffer" : bytes + " bytes, buffer not full") +
+               ". (Stopped " + how + ", saved).";
     }
 
-    QString status() const
-    {
-        return format()
-            .replace("%1", fails()      ? "on error"
-                           : isBrutal() ? "Brutally"
-                                        : "Nicely")
-            .replace("%2", QString::number(m_trace.size()))
-            .replace("%3", QString::number(m_trace.size() % m_ringSize))
-            .replace("%4", QString::number(m_calls));
-    }
-
-    QRandomGenerator m_random;
+    Window m_window;
+    QCheckBox& m_newExl = m_window.get<QCheckBox>("Use it (Ambrel, Sorvane, ...)");
+    QRandomGenerator m_random{quint32(qEnvironmentVariableIntValue("TOVALINK_SEED"))};
     QByteArray m_noise = QByteArray(4 * megabyte, '\0');
     QByteArray m_trace;
+    QByteArray m_file;
     QString m_mode;
     End m_end = Finished;
     int m_ringSize = 0;

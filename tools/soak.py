@@ -10,7 +10,6 @@ library that measures how long the program keeps the board waiting between two r
 """
 import os
 import shutil
-import signal
 import sys
 import threading
 import time
@@ -33,7 +32,7 @@ def numbers(path):
 
 def memory(program):
     """What the program has in memory, in bytes."""
-    return numbers(f"/proc/{program.pid}/statm")[1] * os.sysconf("SC_PAGE_SIZE")
+    return numbers(f"/proc/{program.process.pid}/statm")[1] * os.sysconf("SC_PAGE_SIZE")
 
 
 def record(page, mode, end):
@@ -72,7 +71,7 @@ def soak(program, checker, gap_meter, mode, minutes):
         record(page, mode, end)
         delivered.append(prove(checker, mode))
     growth = memory(page) - settled[0]
-    assert page.end_by(signal.SIGTERM) == 0
+    page.end()
     reads, gap = numbers(GAPS)
     print(f"{mode}: {len(delivered)} recordings, {sum(delivered) / MIB:.0f} MB in {reads} reads, "
           f"all whole; memory grew by {growth / 1024:.0f} KB; longest gap between two reads "

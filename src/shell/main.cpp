@@ -1,14 +1,10 @@
 #include "shell/mainwindow.h"
-#include "shell/sessionend.h"
+#include "shell/run.h"
 #include "shell/startup.h"
-#include "shell/terminationsignals.h"
 #include "shell/version.h"
 
 #include <QApplication>
 #include <QIcon>
-#include <QThreadPool>
-
-#include <cstdlib>
 
 int main(int argc, char* argv[])
 {
@@ -23,14 +19,5 @@ int main(int argc, char* argv[])
     TOVAMainWindow window;
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/images/tovalink.png")));
     window.setWindowTitle(QString::fromLatin1(ver));
-    const TerminationSignals termination;
-    QObject::connect(&termination, &TerminationSignals::received, &window, &QWidget::close);
-    const SessionEnd sessionEnd(window);
-    window.show();
-    const int result = QApplication::exec();
-    // Everything is saved by now, and Qt would wait for ever for a bus that does not answer.
-    if (!QThreadPool::globalInstance()->waitForDone(1000)) {
-        std::_Exit(result);
-    }
-    return result;
+    return run(window);
 }

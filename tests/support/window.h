@@ -1,7 +1,6 @@
 #pragma once
 
-#include "burn/branneltab.h"
-#include "config/configuration.h"
+#include "config/configurationkinds.h"
 #include "record/streamingtab.h"
 #include "shell/mainwindow.h"
 #include "shell/startup.h"
@@ -11,6 +10,7 @@
 #include <QtTest>
 #include <QtWidgets>
 
+#include <optional>
 #include <sys/resource.h>
 
 /// The titles of the three modes.
@@ -18,25 +18,45 @@ inline const QString onTheFly = QStringLiteral("In the file on the fly");
 inline const QString ring = QStringLiteral("SW Circular buffer");
 inline const QString hardware = QStringLiteral("HW Circular buffer");
 
-/// What a newly installed program finds: an empty working folder, and nothing in memory.
-struct CleanStart {
-    CleanStart()
+using Read = ScriptedBoard::Read;
+
+constexpr int megabyte = 1 << 20;
+/// The shortest time, in milliseconds, after which the status is refreshed.
+constexpr int due = 201;
+/// How a record file begins, with the new EXL format.
+inline const QByteArray header("DBGP\1\0\2\0", 8);
+
+/// A program of tests. Each finds what a newly installed program finds: an empty working folder,
+/// and nothing in memory.
+class WindowTest : public QObject
+{
+    Q_OBJECT
+
+public:
+    WindowTest() { init(); }
+
+protected slots:
+    void init()
     {
-        QDir::setCurrent(folder.path());
+        m_folder.emplace();
+        QDir::setCurrent(m_folder->path());
         board = ScriptedBoard();
-        forget();
+        forgetFiles();
+        TOVAConfiguration::m_isDoubleClickedProtected = true;
         ignoreWriteSignals();
     }
 
-    static void forget()
+protected:
+    static void forgetFiles()
     {
-        using Store = TOVAConfiguration;
-        Store::m_lastLodFiles = Store::m_lastCfpFiles = Store::m_lastPrfFiles = QStringList();
-        Store::m_lastLodFolder = Store::m_lastCfpFolder = Store::m_lastPrfFolder = QString();
-        Store::m_isDoubleClickedProtected = true;
+        for (const ConfigurationKind& kind : configurationKinds) {
+            kind.files.clear();
+            kind.folder.clear();
+        }
     }
 
-    QTemporaryDir folder;
+private:
+    std::optional<QTemporaryDir> m_folder;
 };
 
 /// Calls `act` while the process may have only so many bytes of a resource: of any file
@@ -58,7 +78,7 @@ inline QString nameOf(QWidget& widget)
 {
     auto* accessible = QAccessible::queryAccessibleInterface(&widget);
     const auto labels = accessible->relations(QAccessible::Label);
-    if (qobject_cast<QComboBox*>(&widget) != nullptr && !labels.isEmpty()) {
+    if (widget.inherits("QComboBox") && !labels.isEmpty()) {
         accessible = labels.first().first;
     }
     const QString use = widget.accessibleDescription();
@@ -78,8 +98,8 @@ void queue(QObject& context, Act act)
 }
 
 /// The program's window, timed by the scripted clock, with a page open. Its boxes and dialogs are
-/// answered for real; how is said before the click that shows them, since that returns when all is
-/// over.
+/// answered for real, from inside their event loops; how is said before the click that shows them,
+/// since that returns when all is over.
 class Window : public TOVAMainWindow
 {
 public:
@@ -87,6 +107,8 @@ public:
         : TOVAMainWindow(
               []() -> std::chrono::nanoseconds { return std::chrono::milliseconds(board.now); })
     {
+        file.setEditText("a.prf");
+        lod.setEditText("a.lod");
         tabs.setCurrentIndex(tabs.tabText(0) == page ? 0 : 1);
         show();
         activateWindow();
@@ -94,7 +116,18 @@ public:
         board.journal.clear();
         board.noted.clear();
         board.state = [this] { return state(); };
+        auto* always = new QTimer(this);
+        connect(always, &QTimer::timeout, this, &Window::answer);
+        always->start(1);
     }
+
+    /// The answers, in order: a button or a key for a box, OK where none is left, and the name of a
+    /// file for a dialog, which is cancelled where that is empty.
+    QStringList answers;
+    /// Called with each box and dialog before the answer.
+    std::function<void()> whenShown = [] {};
+    /// The folder in which the last dialog has opened.
+    QString openedIn;
 
     /// The control of that name.
     template <class Widget>
@@ -109,40 +142,42 @@ public:
     }
 
     QTabWidget& tabs = *findChild<QTabWidget*>();
-    const QString firstPage = tabs.tabText(tabs.currentIndex());
     TOVAStreamingTab& recordPage = *findChild<TOVAStreamingTab*>();
     QPushButton& burn = get<QPushButton>("Burn!");
+    QPushButton& version = get<QPushButton>("Get Brannel board version");
     QPushButton& startStop = get<QPushButton>("Start!");
     QPushButton& brutalStop = get<QPushButton>("Brutal Stop in 5 seconds!");
     QPushButton& reset = get<QPushButton>("Reset");
     QLabel& status = get<QLabel>("Status of the recording");
+    QLabel& burnStatus = get<QLabel>("Status of the burn");
+    QProgressBar& bar = get<QProgressBar>("Progress");
     QComboBox& file = get<QComboBox>("Path of the record file");
+    QComboBox& lod = get<QComboBox>("Path of the main lod file");
+    QComboBox& cfp = get<QComboBox>("Path of the calibration file");
 
-    /// What is grey of both pages: all that a recording or a burn needs grey, or else the names.
-    QString grey()
+    /// How many controls and pages are grey, apart from "Start!" and what is in a group.
+    int grey()
     {
-        QStringList names;
-        for (QWidget* each : findChildren<QWidget*>()) {
-            const bool isInGroup = qobject_cast<QGroupBox*>(each->parentWidget()) != nullptr;
-            const QString page = tabs.tabText(tabs.indexOf(each));
-            if (!each->isEnabledTo(each->parentWidget()) && !isInGroup && each != &startStop) {
-                names += page.isEmpty() && !each->isHidden() ? nameOf(*each) : page;
-            }
-        }
-        names.removeAll(QString());
-        const QString work = names.contains("Record") ? "burning" : "recording";
-        return names.size() == 7 ? work : names.join(", ");
+        const auto all = findChildren<QWidget*>();
+        return int(std::count_if(all.begin(), all.end(), [this](QWidget* each) {
+            const QWidget* parent = each->parentWidget();
+            const bool isPart = parent->inherits("QGroupBox") || parent->inherits("QTabBar");
+            return !each->isEnabledTo(parent) && !isPart && each != &startStop;
+        }));
     }
 
-    /// The buttons that stop, the running timers' periods, and what is grey.
+    /// What is not as it is between two recordings: the buttons that stop, the running timers'
+    /// periods, how far a burn has come, and how much is grey.
     QString state()
     {
-        QStringList shown{startStop.text() + (startStop.isEnabledTo(&recordPage) ? "" : " off")};
+        QStringList shown{startStop.text().remove("Start!")};
+        shown[0] += startStop.isEnabledTo(&recordPage) ? "" : " off";
         shown += brutalStop.isHidden() ? QString() : brutalStop.text();
         for (const QTimer* timer : recordPage.findChildren<QTimer*>()) {
             shown += timer->isActive() ? QString::number(timer->interval()) : QString();
         }
-        shown += grey();
+        shown += burnStatus.text() + (bar.value() < 0 ? "" : QString::number(bar.value()));
+        shown += grey() == 0 ? QString() : QStringLiteral("%1 grey").arg(grey());
         shown.removeAll(QString());
         return shown.join(", ");
     }
@@ -155,54 +190,36 @@ public:
         click(startStop);
     }
 
-    /// Lets the one running timer of that period end now.
-    void expire(int period)
+private:
+    /// Answers the box or the dialog that is open, once, a turn after whenShown(). Notes a box,
+    /// with the state.
+    void answer()
     {
-        for (QTimer* timer : recordPage.findChildren<QTimer*>()) {
-            if (timer->isActive() && timer->interval() == period) {
-                timer->setInterval(0);
-            }
+        QWidget* shown = QApplication::activeModalWidget();
+        if (shown == nullptr || !shown->isVisible()) {
+            return;
         }
-    }
-
-    /// Calls `act` once with the next modal widget of the type Widget, from inside its event loop.
-    template <class Widget, class Act>
-    void whenShown(Act act)
-    {
-        auto* timer = new QTimer(this);
-        connect(timer, &QTimer::timeout, timer, [timer, act] {
-            auto* widget = qobject_cast<Widget*>(QApplication::activeModalWidget());
-            if (widget != nullptr && widget->isVisible()) {
-                timer->stop();
-                act(*widget);
-            }
-        });
-        timer->start(1);
-    }
-
-    /// Notes the next message box, with the state, and clicks one of its buttons, or presses a key.
-    void answer(const QString& button = QStringLiteral("OK"))
-    {
-        whenShown<QMessageBox>([button](QMessageBox& box) {
+        const int turn = shown->property("turn").toInt();
+        shown->setProperty("turn", turn + 1);
+        turn == 0 ? whenShown() : void();
+        if (turn != 1) {
+            return;
+        }
+        const QString text = answers.isEmpty() ? QString() : answers.takeFirst();
+        if (auto* box = qobject_cast<QMessageBox*>(shown)) {
             board.noted.clear();
-            board.note(box.windowTitle() + ": " + box.text());
-            const auto buttons = box.buttons();
-            const auto named = std::find_if(buttons.begin(), buttons.end(), [&](auto* each) {
-                return each->text().remove('&') == button;
-            });
-            named != buttons.end() ? click(**named)
-                                   : QTest::keySequence(&box, QKeySequence(button));
-        });
-    }
-
-    /// Types `name` in the next file dialog, or cancels it where that is empty. `opened`, where
-    /// given, receives the folder in which the dialog has opened.
-    void choose(const QString& name, QString* opened = nullptr)
-    {
-        whenShown<QFileDialog>([name, opened](QFileDialog& dialog) {
-            opened != nullptr ? * opened = dialog.directory().path() : QString();
-            dialog.findChild<QLineEdit*>("fileNameEdit")->setText(name);
-            QTest::keyClick(&dialog, name.isEmpty() ? Qt::Key_Escape : Qt::Key_Return);
-        });
+            board.note(box->windowTitle() + ": " + box->text());
+            for (auto* button : box->buttons()) {
+                if (button->text().remove('&') == (text.isEmpty() ? "OK" : text)) {
+                    return click(*button);
+                }
+            }
+            QTest::keySequence(box, QKeySequence(text));
+        } else {
+            auto& dialog = dynamic_cast<QFileDialog&>(*shown);
+            openedIn = dialog.directory().path();
+            dialog.findChild<QLineEdit*>("fileNameEdit")->setText(text);
+            QTest::keyClick(&dialog, text.isEmpty() ? Qt::Key_Escape : Qt::Key_Return);
+        }
     }
 };
