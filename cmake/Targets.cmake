@@ -1,4 +1,4 @@
-# What every target of the project has in common.
+# The options of every target.
 
 add_library(tovalink_options INTERFACE)
 target_include_directories(tovalink_options INTERFACE
@@ -14,8 +14,8 @@ if(TOVALINK_SANITIZE)
     target_link_options(tovalink_options INTERFACE ${sanitizers})
 endif()
 
-# One library a folder: tovalink_folder(<name> [MOC] SOURCES ... USES <libraries>). MOC where a class
-# has signals or slots. Headers are not listed: each is found by who includes it.
+# tovalink_folder(<name> [MOC] SOURCES ... USES <libraries>): makes a folder a library. MOC is for
+# folders with classes that have signals or slots. Headers are not listed; the compiler finds them.
 function(tovalink_folder name)
     cmake_parse_arguments(ARG "MOC" "" "SOURCES;USES" ${ARGN})
     add_library(${name} STATIC ${ARG_SOURCES})
