@@ -69,8 +69,7 @@ def record(page, mode, name, status):
 
 os.chdir(os.environ["HOME"])
 Path("firmware.bin").write_bytes(FIRMWARE)
-tool("objcopy", "--input-target=binary", "--output-target=ihex", "--change-addresses=0x01000000",
-     "firmware.bin", LOAD_FILE)
+tool("objcopy", "-Ibinary", "-Oihex", "--change-addresses=0x01000000", "firmware.bin", LOAD_FILE)
 Path(CALIBRATION_FILE).write_bytes(CALIBRATION)
 # Without a language files must be found all the same.
 burn(Program(PROGRAM, "pace=50000,flash=flash.bin", LC_ALL="C"))

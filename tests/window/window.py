@@ -65,6 +65,7 @@ class Program:
         self.window = self.wait(lambda: next(
             application.get_child_at_index(0) for application in children(DESKTOP)
             if application.get_process_id() == self.process.pid), "the window")
+        self.application = self.window.get_parent()
         self.controls = controls_in(self.window)
 
     # Returns the first true result; a question that cannot be answered is asked again.
@@ -114,7 +115,7 @@ class Program:
     # Waits for a message box with this text, and closes it.
     def close_box(self, text):
         self.wait(lambda: any(has(window, "ACTIVE") and ("label", text) in controls_in(window)
-                              for window in children(self.window.get_parent())), text)
+                              for window in children(self.application)), text)
         tool("xdotool", "key", "Return")
 
     def end(self):
