@@ -8,14 +8,14 @@
 #include <sstream>
 
 /// What is done, and what the answer to it holds. Each operation is a function of the test. %1 is
-/// this file, and most load files are those that the fuzzer begins with.
+/// the folder of this file, and most load files are those that the fuzzer begins with.
 const QString session = R"(
 plug board=none => no board; burn none.lod => no board is connected 0; plug fail=reset => not valid;
 plug pace= => "pace=" is not valid; plug pace=1K => not valid; plug fail=burn@0 => not valid;
 plug version=0x100000000 => not valid; plug skip=0x02000000 => not valid; plug stop=x => not valid;
 plug speed=1 => no parameter "speed"; plug fail=version => fail: version 0; plug version=0x47 => 47;
 
-sh cd $(dirname %1) && cp fuzz/seeds/loadfile/* ../simulator/place-in-lib $OLDPWD;
+sh cd '%1' && cp fuzz/seeds/loadfile/* ../simulator/place-in-lib $OLDPWD;
 sh printf cal >a.cal && truncate -s64K 64K.cal && printf ':01000100619D\n:0200000061623B' >onto.lod;
 sh printf :0100000041B >cut.lod && printf ':0200000401FFFA\n:01FFFF0061A0\n:00000001FF' >top.lod;
 burn none.lod => No such file; burn . => not a regular; burn segments.lod => 10010-10014 61626364;
@@ -136,7 +136,7 @@ private slots:
         std::ostringstream said;
         const auto usual =
             qScopeGuard([buffer = std::cerr.rdbuf(said.rdbuf())] { std::cerr.rdbuf(buffer); });
-        for (const QString& step : session.arg(QFINDTESTDATA("tst_board.cpp")).split(';')) {
+        for (const QString& step : session.arg(QFINDTESTDATA("support/..")).split(';')) {
             words = step.section("=>", 0, 0).simplified().split(' ');
             QString answer;
             QMetaObject::invokeMethod(this, words[0].toLatin1(), Q_RETURN_ARG(QString, answer));

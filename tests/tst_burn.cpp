@@ -119,6 +119,7 @@ private:
         Window window("Burn Flash");
         window.lod.setEditText(lod);
         window.cfp.setEditText(cfp);
+        window.answers = QStringList{"OK"};
         const bool isFull = !cfp.isEmpty();
         window.get<QCheckBox>("Burn full image").setChecked(isFull);
         window.get<QCheckBox>("Verify").setChecked(!isFull);
@@ -146,7 +147,8 @@ private:
         click(window.burn);
         QCOMPARE(board.journal.join("; "), journal);
         const QString end = failing.isEmpty() ? "Done." : "Error.";
-        QCOMPARE(window.state().remove('0'), lod.isEmpty() ? "Choose a file!" : end);
+        QCOMPARE(window.burnStatus.text(), lod.isEmpty() ? "Choose a file!" : end);
+        QCOMPARE(window.grey(), 0);
         QCOMPARE(window.lod.itemText(0) + ' ' + window.cfp.itemText(0), recent);
         QCOMPARE(window.lod.currentText() + window.cfp.currentText(), lod + cfp);
         QCOMPARE(board.downloaded, journal.contains("flag 1") ? calibrated : QByteArray());

@@ -18,6 +18,7 @@ void endAt(const QString& moment, Window& window, const End& end)
         QDir().rmdir("a.prf");
         end();
     };
+    window.answers = moment.endsWith("box") ? QStringList{"OK"} : QStringList();
     board.failing = moment == "burn box" ? "download" : "";
     board.onDownload = [=](auto burned, auto verified) {
         burned(0.5F);
@@ -71,9 +72,10 @@ int statusAfter(const std::function<void(Window&)>& use)
         alarm(60);
         Window window;
         queue(window, [&] { use(window); });
-        const int result = run(window);
-        writeFile("boxes", board.journal.filter("link: ").join("; ").toLocal8Bit());
-        _exit(result);
+        QObject::connect(qApp, &QCoreApplication::aboutToQuit, [] {
+            writeFile("boxes", board.journal.filter("link: ").join("; ").toLocal8Bit());
+        });
+        _exit(run(window));
     }
     int status = -1;
     waitpid(child, &status, 0);
@@ -165,10 +167,11 @@ private slots:
                      static_cast<void>(std::raise(SIGTERM));
                  }),
                  SIGTERM);
-        // One that was ignored stays so.
+        // One that was ignored stays so, and a session that is only saved goes on.
         static_cast<void>(std::signal(SIGHUP, SIG_IGN));
         QCOMPARE(statusAfter([](Window& window) {
                      static_cast<void>(std::raise(SIGHUP));
+                     emit qApp->commitDataRequest(*qApp->findChild<QSessionManager*>());
                      QCoreApplication::processEvents();
                      QCoreApplication::exit(window.isVisible() ? 7 : 0);
                  }),
@@ -194,7 +197,7 @@ private slots:
             }
             // Where Tab goes, from the page's tab to "Reset", and the tip there.
             QWidget* focus = tabs.tabBar();
-            for (int pressed = 0; pressed < 20 && nameOf(*focus) != "Reset"; ++pressed) {
+            for (int pressed = 0; pressed < 50 && nameOf(*focus) != "Reset"; ++pressed) {
                 QTest::keyClick(focus, Qt::Key_Tab);
                 focus = window.focusWidget();
                 read += nameOf(*focus) + ": " + focus->toolTip() + '\n';

@@ -89,8 +89,9 @@ private slots:
         for (const auto& [text, isWellFormed] :
              {std::pair(good + "<y><z path='a'/><LASTCFP path='b'/></y></x>", true),
               std::pair(good + "<lastcfp pa", false),
-              // Without its limit the reader would crash.
-              std::pair(good + QByteArray("<a>").repeated(300000), false)}) {
+              // Without its limits the reader would crash, or be busy for hours.
+              std::pair(good + QByteArray("<a>").repeated(300000), false),
+              std::pair(good + QByteArray(1 << 20, ' ') + "</x>", false)}) {
             forgetFiles();
             QVERIFY(writeFile("tovaconfig.cfg", text));
             QVERIFY2(Store::readConfig() == isWellFormed, text.left(80));
@@ -110,12 +111,13 @@ private slots:
         for (const auto& [folderMode, diskIsFull, left] :
              {std::tuple(0777, true, "old"), std::tuple(0777, false, "</tovaconfig>\n"),
               std::tuple(0555, true, "<lastlodfol"), std::tuple(0555, false, "</tovaconfig>\n")}) {
-            QVERIFY(writeFile("tovaconfig.cfg", "old"));
+            QVERIFY(writeFile("tovaconfig.cfg", "old") && ::chmod("tovaconfig.cfg", 0646) == 0);
             QCOMPARE(::chmod(".", folderMode), 0);
             withLimit(RLIMIT_FSIZE, diskIsFull ? 64 : 1 << 20,
                       [&, full = diskIsFull] { QCOMPARE(Store::dumpConfig(), !full); });
             QCOMPARE(::chmod(".", 0777), 0);
             QVERIFY2(contentOf("tovaconfig.cfg").endsWith(left), left);
+            QVERIFY(QFile::permissions("tovaconfig.cfg").testFlag(QFile::WriteOther));
             QCOMPARE(QDir().entryList(QDir::Files), QStringList("tovaconfig.cfg"));
         }
     }
@@ -152,6 +154,7 @@ private slots:
                 QCOMPARE(stored.folder + "/", here);
                 QVERIFY(QFile::remove("tovaconfig.cfg"));
             }
+            window.answers = QStringList{""};
             click(window.get<QPushButton>("Browse for the " + name));
             QWidget& target = *window.tabs.currentWidget();
             for (const char* refused :
@@ -178,7 +181,7 @@ private slots:
               std::tuple("run.2", "Return", exists), std::tuple("f", "OK", isFolder)}) {
             Window window;
             window.file.clearEditText();
-            window.answers = QStringList{here + typed, answer};
+            window.answers = QStringList{here + typed, answer, ""};
             click(window.get<QPushButton>("Browse for the record file"));
             QCOMPARE(board.journal.join("; "), "Tovalink: " + box);
             QCOMPARE(window.file.currentText(), answer[0] == 'Y' ? here + "run.2.prf" : "");
@@ -193,8 +196,9 @@ private slots:
         const char* const path = "Path of the record file";
         const char* const address = "End Address (0x)";
         for (const auto& [field, isTyped, text, left] :
-             {std::tuple(path, true, "/tmp/b\r", "/tmp/b"),
-              std::tuple(address, true, "-+fFg xFFFFFFF", "fFFFFFFF"),
+             {std::tuple(path, true, "/tmp/B\r", "/tmp/B"),
+              std::tuple(path, true, "/tmp/big.prf\r", "/tmp/big.prf"),
+              std::tuple("Start Address (0x)", true, "-+fFg xFFFFFFF", "fFFFFFFF"),
               std::tuple("Custom tag in hexadecimal", true, "-+fFg xFFFFFFF", "fFFF"),
               std::tuple("Size", true, "-+f0065", "6"), std::tuple("Size", true, "64", "64"),
               std::tuple(path, false, "file:///fw/my%20file.prf", "/fw/my file.prf"),

@@ -121,10 +121,10 @@ public:
         always->start(1);
     }
 
-    /// The answers, in order: a button or a key for a box, OK where none is left, and the name of a
-    /// file for a dialog, which is cancelled where that is empty.
+    /// The answers, in order: a button or a key for a box, and the name of a file for a dialog,
+    /// which is cancelled where that is empty. What has no answer stays open.
     QStringList answers;
-    /// Called with each box and dialog before the answer.
+    /// Called once, with the next box or dialog, before that is answered.
     std::function<void()> whenShown = [] {};
     /// The folder in which the last dialog has opened.
     QString openedIn;
@@ -166,8 +166,8 @@ public:
         }));
     }
 
-    /// What is not as it is between two recordings: the buttons that stop, the running timers'
-    /// periods, how far a burn has come, and how much is grey.
+    /// What is not as it is at the start: the buttons that stop, the running timers' periods, how
+    /// far a burn has come, and how much is grey.
     QString state()
     {
         QStringList shown{startStop.text().remove("Start!")};
@@ -191,26 +191,25 @@ public:
     }
 
 private:
-    /// Answers the box or the dialog that is open, once, a turn after whenShown(). Notes a box,
-    /// with the state.
+    /// Answers the box or the dialog that is open, in the event pass behind that of whenShown().
+    /// Notes a box, with the state.
     void answer()
     {
         QWidget* shown = QApplication::activeModalWidget();
-        if (shown == nullptr || !shown->isVisible()) {
+        const int turn = shown != nullptr ? shown->property("turn").toInt() : 2;
+        if (turn > 1 || (turn == 1 && answers.isEmpty()) || !shown->isVisible()) {
             return;
         }
-        const int turn = shown->property("turn").toInt();
         shown->setProperty("turn", turn + 1);
-        turn == 0 ? whenShown() : void();
-        if (turn != 1) {
-            return;
+        if (turn == 0) {
+            return std::exchange(whenShown, [] {})();
         }
-        const QString text = answers.isEmpty() ? QString() : answers.takeFirst();
+        const QString text = answers.takeFirst();
         if (auto* box = qobject_cast<QMessageBox*>(shown)) {
             board.noted.clear();
             board.note(box->windowTitle() + ": " + box->text());
             for (auto* button : box->buttons()) {
-                if (button->text().remove('&') == (text.isEmpty() ? "OK" : text)) {
+                if (button->text().remove('&') == text) {
                     return click(*button);
                 }
             }
