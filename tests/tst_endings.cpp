@@ -26,6 +26,9 @@ void endAt(const QString& moment, Window& window, const End& end)
         verified(0.5F);
     };
     if (moment == "idle") {
+        // What has been saved is not saved again.
+        window.record(ring, {{"saved"}});
+        QFile::remove("a.prf");
         end();
     } else if (moment == "open dialog") {
         click(window.get<QPushButton>("Browse for the record file"));
