@@ -8,10 +8,8 @@
 namespace
 {
 
-using End = std::function<void()>;
-
 /// Uses the window until `moment`, and ends the program there.
-void endAt(const QString& moment, Window& window, const End& end)
+void endAt(const QString& moment, Window& window, const std::function<void()>& end)
 {
     window.whenShown = [end] {
         // Now nothing is in the file's way.
@@ -43,6 +41,7 @@ void endAt(const QString& moment, Window& window, const End& end)
     } else {
         const QString mode = moment == "before the trigger" ? hardware : moment;
         const QByteArray bytes = moment == mode ? "onetwo" : "";
+        // The end comes in the event pass behind these bytes: one more read, and none after that.
         window.record(mode, {{bytes, BRAN_SUCCESS, due, [&] { queue(window, end); }}, {}, {"no"}});
     }
 }

@@ -185,7 +185,6 @@ private slots:
             click(window.get<QPushButton>("Browse for the record file"));
             QCOMPARE(board.journal.join("; "), "Tovalink: " + box);
             QCOMPARE(window.file.currentText(), answer[0] == 'Y' ? here + "run.2.prf" : "");
-            board.journal.clear();
         }
     }
 

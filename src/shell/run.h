@@ -2,6 +2,6 @@
 
 class TOVAMainWindow;
 
-/// Runs the program until its window is closed, by the user, a termination signal or the end of the
-/// session. Returns the exit code. Create the application and the window before.
+/// Shows the window and runs the program until the window is closed: by the user, a termination
+/// signal or the end of the session. Returns the exit code.
 int run(TOVAMainWindow& window);

@@ -33,6 +33,7 @@ class WindowTest : public QObject
     Q_OBJECT
 
 public:
+    /// A window that is a member of the tests needs the folder too.
     WindowTest() { init(); }
 
 protected slots:
