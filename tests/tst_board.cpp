@@ -119,9 +119,7 @@ class tst_board : public QObject
             unsigned size = 0;
             result = BRAN_GetRecordData(context, buffer, sizeof buffer, size);
             recorded.append(buffer, int(size));
-            if (reads == 10) {
-                BRAN_StopRecordingRequest(context);
-            }
+            reads == 10 ? BRAN_StopRecordingRequest(context) : void();
         }
         writeFile("a", recorded.remove(int(hex("lost")), has("lost") ? 1 : 0));
         return shell(QString("%1 a; %1 --strict a >b; echo $? %2 $(tail -c8 a | od -An -tx4 -N4)")

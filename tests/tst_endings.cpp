@@ -74,10 +74,9 @@ int statusAfter(const std::function<void(Window&)>& use)
         alarm(60);
         Window window;
         queue(window, [&] { use(window); });
-        QObject::connect(qApp, &QCoreApplication::aboutToQuit, [] {
-            writeFile("boxes", board.journal.filter("link: ").join("; ").toLocal8Bit());
-        });
-        _exit(run(window));
+        const int result = run(window);
+        writeFile("boxes", board.journal.filter("link: ").join("; ").toLocal8Bit());
+        _exit(result);
     }
     int status = -1;
     waitpid(child, &status, 0);
@@ -119,17 +118,14 @@ private slots:
     void endsWithNothingLost_data()
     {
         QTest::addColumn<QByteArray>("saved");
-        const QByteArray whole = header + "onetwo";
-        QTest::newRow("idle") << QByteArray();
-        QTest::newRow("open dialog") << QByteArray();
-        QTest::newRow("burn") << QByteArray();
-        QTest::newRow("burn box") << QByteArray();
+        for (const char* moment : {"idle", "open dialog", "burn", "burn box"}) {
+            QTest::newRow(moment) << QByteArray();
+        }
         QTest::newRow("before the trigger") << header;
-        QTest::newRow(qPrintable(onTheFly)) << whole;
-        QTest::newRow(qPrintable(ring)) << whole;
-        QTest::newRow(qPrintable(hardware)) << whole;
-        QTest::newRow("read failure box") << whole;
-        QTest::newRow("save question box") << whole;
+        for (const QString& moment : {onTheFly, ring, hardware, QString("read failure box"),
+                                      QString("save question box")}) {
+            QTest::newRow(qPrintable(moment)) << header + "onetwo";
+        }
     }
     void endsWithNothingLost()
     {
@@ -148,8 +144,7 @@ private slots:
             // A ring is in memory only.
             const bool isLost = status == SIGKILL && (moment == ring || moment.startsWith("save"));
             QCOMPARE(contentOf("a.prf"), isLost ? QByteArray() : saved);
-            const bool isExit = wanted == W_EXITCODE(1, 0);
-            QVERIFY(!isExit || QFile::exists("synced") == !saved.isNull());
+            QVERIFY(wanted != W_EXITCODE(1, 0) || QFile::exists("synced") == !saved.isNull());
             QCOMPARE(contentOf("boxes").count("link: "),
                      int(moment.endsWith("box") && status == 0));
         }

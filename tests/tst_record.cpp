@@ -13,15 +13,6 @@ const QString box = "Tovalink: %1 | Stop! off, 7 grey";
 const QString full = box.arg("Cannot write a.prf: File too large. The first %1 bytes of the "
                              "recording are in the file.");
 
-/// Bytes that do not begin again before their end.
-QByteArray trace(int count)
-{
-    QByteArray bytes(count, '\0');
-    QRandomGenerator random(1);
-    std::generate(bytes.begin(), bytes.end(), [&random] { return char(random()); });
-    return bytes;
-}
-
 } // namespace
 
 class tst_record : public WindowTest
@@ -102,14 +93,13 @@ private slots:
 
     void stops()
     {
-        const QString asked = "click; stop; ";
         const QString stopping = " | Stop! off, 5000, 7 grey; ";
         const QString counting = " | Stop! off, Brutal stop in %1 seconds!, 1000, 7 grey; ";
         const QString fired = " | Stop! off, 7 grey; ";
         check(onTheFly, true, "click 1000 click slot look",
               "click; 1000; click | Stop!, 7 grey; stop; slot" + stopping + "look");
         check(hardware, false, "click 5000 data 1000 brutal",
-              asked + "5000" + stopping + "data" + counting.arg(5) + "1000; brutal" +
+              "click; stop; 5000" + stopping + "data" + counting.arg(5) + "1000; brutal" +
                   counting.arg(4).chopped(2),
               100, "Brutally");
         check(hardware, true, "data slot data", "data; slot" + fired + "data", 200);
@@ -119,7 +109,8 @@ private slots:
         }
         // The stop's timer means nothing behind the trigger. A full disk starts the timer again.
         check(hardware, false, "click data 5000 look data 5000 1000 1000 1000 1000 1000 never",
-              asked + "data" + stopping + "5000; look" + fired + "data; " + counted + full.arg(100),
+              "click; stop; data" + stopping + "5000; look" + fired + "data; " + counted +
+                  full.arg(100),
               100, "on error", 108);
     }
 
@@ -152,25 +143,24 @@ private slots:
     void pipe()
     {
         QCOMPARE(mkfifo("pipe", S_IRWXU), 0);
-        const QString waits = "nobody has read from it for two seconds. The first ";
-        const QString gone = "its reader is gone. The first 393216 bytes";
-        for (const QString& reason : {QString(), waits, gone}) {
+        const QStringList told{"its reader is gone. The first 393216 bytes",
+                               "grey; Recorded 800000",
+                               "nobody has read from it for two seconds. The first "};
+        for (int count = 1; count <= told.size(); ++count) {
             Window window;
             window.file.setEditText("pipe");
             window.answers = QStringList{"OK"};
             QFile pipe;
             QVERIFY(pipe.open(::open("pipe", O_RDONLY | O_NONBLOCK), QIODevice::ReadOnly,
                               QFile::AutoCloseHandle));
-            QByteArray taken;
-            const auto use = [&] {
-                taken += reason.isEmpty() ? pipe.readAll() : QByteArray();
-                reason == gone ? pipe.close() : void();
-            };
-            const Read read{trace(400000), BRAN_SUCCESS, due, use};
-            window.record(onTheFly, {read, read, read});
-            QCOMPARE(board.journal.filter("link: ").size(), int(!reason.isEmpty()));
-            QVERIFY(reason.isEmpty() || board.journal.last().contains("write pipe: " + reason));
-            QVERIFY(!reason.isEmpty() || taken + pipe.readAll() == header + read.bytes.repeated(3));
+            const auto look = [&] { count == 1 ? pipe.close() : void(); };
+            const Read read{trace(400000), BRAN_SUCCESS, due, look};
+            window.record(onTheFly, std::deque<Read>(count, read));
+            board.journal += window.status.text();
+            QVERIFY(board.journal.join("; ").contains(told[count - 1]));
+            const QByteArray taken = pipe.readAll();
+            QVERIFY((header + read.bytes.repeated(count)).startsWith(taken));
+            QVERIFY(taken.size() > 800000 || count == 1);
         }
     }
 
@@ -187,27 +177,26 @@ private slots:
                                   .replace("Tova", "TOVA");
         QCOMPARE(board.journal.mid(1), (QStringList{asked, asked}));
         QCOMPARE(contentOf("b.prf"), header + trace(20000));
-        QCOMPARE(window.status.text(),
-                 QString("Dumped 20000 bytes, buffer not full. (Stopped Nicely, saved)."));
+        QVERIFY(window.status.text().endsWith("(Stopped Nicely, saved)."));
         QCOMPARE(contentOf("a.prf"), QByteArray());
     }
 
     void clicksBehindTheEnd()
     {
-        constexpr auto once = QEvent::MouseButtonPress;
-        constexpr auto twice = QEvent::MouseButtonDblClick;
         Window window;
         click(window.startStop);
-        // Presses, when they come, and how many recordings have been started by then. The option
-        // "Protect Start/Stop double click" is off before the last two.
-        for (const auto& [press, milliseconds, recordings] :
-             {std::tuple(twice, 100, 1), std::tuple(once, 200, 1), std::tuple(twice, 300, 1),
-              std::tuple(once, 400, 1), std::tuple(once, 2000, 2), std::tuple(once, 4000, 3),
-              std::tuple(twice, 4100, 4)}) {
+        // When a press comes, whether as the second of a double click, and how many recordings have
+        // been started by then. The option "Protect Start/Stop double click" is off before the last
+        // two.
+        for (const auto& [milliseconds, isSecond, recordings] :
+             {std::tuple(100, true, 1), std::tuple(200, false, 1), std::tuple(300, true, 1),
+              std::tuple(400, false, 1), std::tuple(2000, false, 2), std::tuple(4000, false, 3),
+              std::tuple(4100, true, 4)}) {
             if (milliseconds == 4000) {
                 window.findChild<QMenu*>()->actions().constFirst()->trigger();
             }
             const QPointF at = window.startStop.rect().center();
+            const auto press = isSecond ? QEvent::MouseButtonDblClick : QEvent::MouseButtonPress;
             QMouseEvent event(press, at, at, Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
             event.setTimestamp(ulong(milliseconds));
             QCoreApplication::sendEvent(&window.startStop, &event);

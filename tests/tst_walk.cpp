@@ -12,7 +12,6 @@ class tst_walk : public WindowTest
 private slots:
     void recordingsLeaveWhatTheyMust()
     {
-        std::generate(m_noise.begin(), m_noise.end(), [this] { return char(m_random()); });
         QCOMPARE(mkfifo("pipe", S_IRWXU), 0);
         QFile locked("locked");
         QVERIFY(locked.open(QIODevice::WriteOnly) && flock(locked.handle(), LOCK_EX) == 0);
@@ -25,21 +24,18 @@ private slots:
             }
         });
         always.start(0);
-        for (int step = 0; step < 150 && !QTest::currentTestFailed(); ++step) {
+        for (int step = 0; step < 150; ++step) {
             m_mode = QStringList{onTheFly, ring, hardware}.at(step % 3);
             m_end = End(below(Refused + 1));
             record();
-            if (QTest::currentTestFailed()) {
-                qWarning() << qgetenv("TOVALINK_SEED") << "step" << step << m_mode << m_end;
-            }
+            const auto where = QString("step %1, %2, end %3").arg(step).arg(m_mode).arg(m_end);
+            QVERIFY2(!QTest::currentTestFailed(), qPrintable(where));
         }
     }
 
 private:
     /// The first three are good ends, the next three failures, and the last two have no file.
     enum End { Finished, StopAsked, Brutal, Fails, Lies, StartFails, Unnamed, Refused };
-
-    static constexpr int readSize = 32768;
 
     int below(int bound) { return int(m_random() % unsigned(bound)); }
     bool isRing() const { return m_mode == ring; }
@@ -85,14 +81,11 @@ private:
             queue(m_window, [this] { click(m_window.startStop); });
         };
         std::deque<Read> reads{{"", BRAN_SUCCESS, due, clickBoth}};
-        // One call for that read, and one for the read that fails.
-        m_calls = 2;
         QByteArray rest = m_trace;
         for (int left = below(25); left >= 0; --left) {
             const int count = left == 0 ? length : std::max(below(300000) - 100000, 0);
             reads.push_back({rest.left(count), BRAN_SUCCESS, below(5) * qint64(67)});
             rest.remove(0, count);
-            m_calls += (int(reads.back().bytes.size()) - 1) / readSize + 1;
         }
         if (m_end == Fails || m_end == Lies) {
             reads.push_back({"lost"});
@@ -103,9 +96,7 @@ private:
         const int kinds = m_end == Brutal ? 3 : m_end == Lies ? 2 : 1;
         reads.back().result = m_end == Fails ? ScriptedBoard::failure : results.at(below(kinds));
         reads.back().meanwhile = [this] {
-            if (m_end == Brutal) {
-                m_window.recordPage.brutalStop();
-            }
+            m_end == Brutal ? m_window.recordPage.brutalStop() : void();
             // What waits behind the last read comes too late.
             queue(m_window, [this] {
                 click(m_window.startStop);
@@ -145,7 +136,8 @@ private:
         }
         if (m_end >= Fails) {
             return QString("Read %1 bytes. Cursor at %2. Read count : %3 (Stopped on error!)")
-                .arg(bytes, QString::number(m_trace.size() % m_ringSize), QString::number(m_calls));
+                .arg(bytes, QString::number(m_trace.size() % m_ringSize),
+                     QString::number(board.calls));
         }
         const bool isFull = m_trace.size() >= m_ringSize;
         return "Dumped " + (isFull ? "last full buffer" : bytes + " bytes, buffer not full") +
@@ -155,13 +147,12 @@ private:
     Window m_window;
     QCheckBox& m_newExl = m_window.get<QCheckBox>("Use it (Ambrel, Sorvane, ...)");
     QRandomGenerator m_random{quint32(qEnvironmentVariableIntValue("TOVALINK_SEED"))};
-    QByteArray m_noise = QByteArray(4 * megabyte, '\0');
+    QByteArray m_noise = trace(4 * megabyte);
     QByteArray m_trace;
     QByteArray m_file;
     QString m_mode;
     End m_end = Finished;
     int m_ringSize = 0;
-    int m_calls = 0;
 };
 
 QTEST_MAIN(tst_walk)

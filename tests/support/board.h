@@ -57,6 +57,8 @@ struct ScriptedBoard {
     std::deque<Read> reads;
     /// How much of the first of them has been delivered.
     unsigned int delivered = 0;
+    /// How often it has been asked for.
+    int calls = 0;
     BRAN_RECORD_CONFIG_T config = {};
 
     /// The scripted clock, in milliseconds.

@@ -26,6 +26,15 @@ constexpr int due = 201;
 /// How a record file begins, with the new EXL format.
 inline const QByteArray header("DBGP\1\0\2\0", 8);
 
+/// Bytes that do not begin again before their end.
+inline QByteArray trace(int count)
+{
+    QByteArray bytes(count, '\0');
+    QRandomGenerator random(1);
+    std::generate(bytes.begin(), bytes.end(), [&random] { return char(random()); });
+    return bytes;
+}
+
 /// A program of tests. Each finds what a newly installed program finds: an empty working folder,
 /// and nothing in memory.
 class WindowTest : public QObject
@@ -78,9 +87,8 @@ void withLimit(__rlimit_resource resource, rlim_t bytes, Act act)
 inline QString nameOf(QWidget& widget)
 {
     auto* accessible = QAccessible::queryAccessibleInterface(&widget);
-    const auto labels = accessible->relations(QAccessible::Label);
-    if (widget.inherits("QComboBox") && !labels.isEmpty()) {
-        accessible = labels.first().first;
+    if (widget.inherits("QComboBox")) {
+        accessible = accessible->relations(QAccessible::Label).constFirst().first;
     }
     const QString use = widget.accessibleDescription();
     return use.isEmpty() ? accessible->text(QAccessible::Name) : use;
@@ -117,9 +125,7 @@ public:
         board.journal.clear();
         board.noted.clear();
         board.state = [this] { return state(); };
-        auto* always = new QTimer(this);
-        connect(always, &QTimer::timeout, this, &Window::answer);
-        always->start(1);
+        startTimer(1);
     }
 
     /// The answers, in order: a button or a key for a box, and the name of a file for a dialog,
@@ -156,29 +162,24 @@ public:
     QComboBox& lod = get<QComboBox>("Path of the main lod file");
     QComboBox& cfp = get<QComboBox>("Path of the calibration file");
 
-    /// How many controls and pages are grey, apart from "Start!" and what is in a group.
-    int grey()
-    {
-        const auto all = findChildren<QWidget*>();
-        return int(std::count_if(all.begin(), all.end(), [this](QWidget* each) {
-            const QWidget* parent = each->parentWidget();
-            const bool isPart = parent->inherits("QGroupBox") || parent->inherits("QTabBar");
-            return !each->isEnabledTo(parent) && !isPart && each != &startStop;
-        }));
-    }
-
     /// What is not as it is at the start: the buttons that stop, the running timers' periods, how
-    /// far a burn has come, and how much is grey.
+    /// far a burn has come, and how many controls and pages are grey, apart from those in a group.
     QString state()
     {
-        QStringList shown{startStop.text().remove("Start!")};
-        shown[0] += startStop.isEnabledTo(&recordPage) ? "" : " off";
+        const QString off = startStop.isEnabledTo(&recordPage) ? "" : " off";
+        QStringList shown{startStop.text().remove("Start!") + off};
         shown += brutalStop.isHidden() ? QString() : brutalStop.text();
         for (const QTimer* timer : recordPage.findChildren<QTimer*>()) {
             shown += timer->isActive() ? QString::number(timer->interval()) : QString();
         }
         shown += burnStatus.text() + (bar.value() < 0 ? "" : QString::number(bar.value()));
-        shown += grey() == 0 ? QString() : QStringLiteral("%1 grey").arg(grey());
+        int grey = 0;
+        for (const QWidget* each : findChildren<QWidget*>()) {
+            const QWidget* parent = each->parentWidget();
+            const bool isPart = parent->inherits("QGroupBox") || parent->inherits("QTabBar");
+            grey += int(!each->isEnabledTo(parent) && !isPart && each != &startStop);
+        }
+        shown += grey == 0 ? QString() : QStringLiteral("%1 grey").arg(grey);
         shown.removeAll(QString());
         return shown.join(", ");
     }
@@ -194,7 +195,7 @@ public:
 private:
     /// Answers the box or the dialog that is open, in the event pass behind that of whenShown().
     /// Notes a box, with the state.
-    void answer()
+    void timerEvent(QTimerEvent* /*event*/) override
     {
         QWidget* shown = QApplication::activeModalWidget();
         const int turn = shown != nullptr ? shown->property("turn").toInt() : 2;

@@ -1,4 +1,8 @@
-# What tests/window/run does: burns, records and ends the real program in a real window.
+# Uses the real program in a real window, with the simulated board: burns, records, ends it.
+#
+#   tests/window/desktop /usr/bin/python3 tests/window/test.py PROGRAM CHECKRECORD [FOLDER]
+#
+# Exit code 0 means that all went as it should. Pictures and record files are left in FOLDER.
 import os
 import sys
 from pathlib import Path
@@ -52,7 +56,6 @@ def exceed_a_limit_on_files(page):
     page.start_or_stop()
     page.close_box("Cannot write limit.prf: File too large. The first 99992 bytes of the recording "
                    "are in the file.")
-    page.wait_for_label(STATUS, r"Recorded 99992 bytes\. \(Stopped on error!\)")
     tool("prlimit", "--pid", page.process.pid, "--fsize=unlimited")
 
 

@@ -65,7 +65,6 @@ class Program:
         self.window = self.wait(lambda: next(
             application.get_child_at_index(0) for application in children(DESKTOP)
             if application.get_process_id() == self.process.pid), "the window")
-        self.application = self.window.get_parent()
         self.controls = controls_in(self.window)
 
     # Returns the first true result; a question that cannot be answered is asked again.
@@ -115,7 +114,7 @@ class Program:
     # Waits for a message box with this text, and closes it.
     def close_box(self, text):
         self.wait(lambda: any(has(window, "ACTIVE") and ("label", text) in controls_in(window)
-                              for window in children(self.application)), text)
+                              for window in children(self.window.get_parent())), text)
         tool("xdotool", "key", "Return")
 
     def end(self):
@@ -138,7 +137,6 @@ class RecordPage(Program):
 
     def choose(self, mode, file):
         self.click("check box", mode)
-        self.wait(lambda: has(self.controls["check box", mode], "CHECKED"), mode)
         self.enter("Path of the record file", file)
 
     def start_or_stop(self):
