@@ -73,7 +73,7 @@ private:
     /// Some MB at most, so that a ring may go round; often it is full to the byte, or nearly.
     std::deque<Read> randomReads()
     {
-        const int length = below(2) == 0 ? m_ringSize + below(3) - 1 : below(3 * megabyte);
+        const int length = below(3) > 0 ? m_ringSize + below(3) - 1 : below(3 * megabyte);
         m_trace = m_noise.mid(below(megabyte), length);
         // Whether this click asks for a stop depends on the protection.
         const auto clickBoth = [this] {
