@@ -101,7 +101,7 @@ private:
                const QString& journal, const QString& recent)
     {
         init();
-        TOVAConfiguration::m_lastLodFiles = QStringList{"old.lod"};
+        TOVAConfiguration::m_lastLodFiles = QStringList{"old.lod", "a.lod"};
         TOVAConfiguration::m_lastCfpFiles = QStringList{"old.cfp"};
         Window window("Burn Flash");
         window.lod.setEditText(lod);

@@ -70,7 +70,7 @@ private slots:
                 QCOMPARE(combo.currentText(), file);
             }
         }
-        // The latest come first, and the last two of the five go.
+        // These come first, and push the last three of the five out.
         for (const QChar notSaved : {QChar(1), QChar(0xD800), QChar(0xFFFE)}) {
             Store::addLastLod(notSaved, true);
             Store::addLastCfp(notSaved, true);

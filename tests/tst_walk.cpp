@@ -137,7 +137,7 @@ private:
         if (m_end >= Fails) {
             return QString("Read %1 bytes. Cursor at %2. Read count : %3 (Stopped on error!)")
                 .arg(bytes, QString::number(m_trace.size() % m_ringSize),
-                     QString::number(board.calls));
+                     QString::number(board.fullReads));
         }
         const bool isFull = m_trace.size() >= m_ringSize;
         return "Dumped " + (isFull ? "last full buffer" : bytes + " bytes, buffer not full") +

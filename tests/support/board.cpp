@@ -67,7 +67,7 @@ BRAN_ERR_T BRAN_GetRecordData(BRAN_RECORD_CONTEXT_T& /*context*/, char* buffer, 
                               unsigned int& bytesRead)
 {
     bytesRead = 0;
-    ++board.calls;
+    board.fullReads += int(size == 32768);
     if (board.reads.empty()) {
         return BRAN_RECORDING_FINISHED;
     }

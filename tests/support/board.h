@@ -57,8 +57,8 @@ struct ScriptedBoard {
     std::deque<Read> reads;
     /// How much of the first of them has been delivered.
     unsigned int delivered = 0;
-    /// How often it has been asked for.
-    int calls = 0;
+    /// How often 32768 bytes of it have been asked for.
+    int fullReads = 0;
     BRAN_RECORD_CONFIG_T config = {};
 
     /// The scripted clock, in milliseconds.
