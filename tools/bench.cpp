@@ -178,7 +178,7 @@ void bareOnTheFly()
 {
     static std::array<char, streamReadSize> buffer;
     const int file = openBareFile();
-    // A header of 8 bytes lets each later write begin and end inside a page, which costs 4 %.
+    // Behind a header of 8 bytes each write begins and ends inside a page, which takes longer.
     writeBare(file, "DBGP\1\0\2", 8);
     readAll(
         streamReadSize, [] { return buffer.data(); },
